@@ -39,6 +39,16 @@ float tav_snrm2(const int *n, const float *x, const int *incx);
 void tav_sscal(const int *n, const float *alpha, float *x, const int *incx);
 void tav_sswap(const int *n, float *x, const int *incx, float *y, const int *incy);
 
+/* ---- vector routines, double real (dense and sparse) ---------------------- */
+
+/* ---- sparse vector routines, single real, single and double complex -------- */
+
+/* ---- matrix-vector routines ------------------------------------------------ */
+
+/* ---- matrix-matrix routines ------------------------------------------------ */
+
+/* ---- transforms ------------------------------------------------------------ */
+
 #ifdef __cplusplus
 }
 #endif

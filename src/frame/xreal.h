@@ -20,4 +20,14 @@ using xreal = long double;
 using xreal = double;
 #endif
 
+// A value moved through the x87 stack unchanged in value: the load quiets a
+// signalling NaN (as the unit's load does) and keeps every other value. The
+// barrier keeps the compiler from folding the round trip away.
+template <class T>
+inline T through_x87(T value) {
+  xreal held = static_cast<xreal>(value);
+  asm volatile("" : "+m"(held));
+  return static_cast<T>(held);
+}
+
 }  // namespace tav
