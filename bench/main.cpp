@@ -26,8 +26,10 @@ Registrar::Registrar(const char *name, BenchFn fn) { registry().push_back({name,
 
 void Bench::load_peers() {
   if (void *ref = dlopen(TAV_REFBLAS_PATH, RTLD_NOW | RTLD_LOCAL)) peers_.push_back({"refblas", ref});
-  // Each copy of OpenBLAS reads OPENBLAS_CORETYPE when it loads; a second copy
-  // in its own link namespace gets the Core2 kernels.
+  // Each copy of OpenBLAS reads OPENBLAS_CORETYPE when it loads: the default
+  // copy loads with it cleared (the machine may preset one), so it picks its own
+  // kernels; a second copy in its own link namespace gets the Core2 kernels.
+  unsetenv("OPENBLAS_CORETYPE");
   if (void *ob = dlopen(TAV_OPENBLAS_PATH, RTLD_NOW | RTLD_LOCAL)) {
     peers_.push_back({"openblas", ob});
     setenv("OPENBLAS_CORETYPE", "Core2", 1);
@@ -38,6 +40,10 @@ void Bench::load_peers() {
   // The peers run on one thread, like the serial routines they are compared with.
   for (const Peer &p : peers_) {
     if (auto set = p.fn<void (*)(int)>("openblas_set_num_threads")) set(1);
+  }
+  for (const Peer &p : peers_) {
+    if (auto core = p.fn<char *(*)()>("openblas_get_corename"))
+      std::printf("%s: OpenBLAS kernels for %s\n", p.label.c_str(), core());
   }
 }
 
