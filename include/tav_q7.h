@@ -45,6 +45,21 @@ void tav_sswap(const int *n, float *x, const int *incx, float *y, const int *inc
 
 /* ---- matrix-vector routines ------------------------------------------------ */
 
+/* y := alpha*op(A)*x + beta*y, A m by n. trans "N": op(A) = A; real: any other
+   letter transposes; complex: "T" transposes, any other letter conjugates. */
+void tav_sgemv(const char *trans, const int *m, const int *n, const float *alpha, const float *a,
+               const int *lda, const float *x, const int *incx, const float *beta, float *y,
+               const int *incy);
+void tav_dgemv(const char *trans, const int *m, const int *n, const double *alpha, const double *a,
+               const int *lda, const double *x, const int *incx, const double *beta, double *y,
+               const int *incy);
+void tav_cgemv(const char *trans, const int *m, const int *n, const tav_complex8 *alpha,
+               const tav_complex8 *a, const int *lda, const tav_complex8 *x, const int *incx,
+               const tav_complex8 *beta, tav_complex8 *y, const int *incy);
+void tav_zgemv(const char *trans, const int *m, const int *n, const tav_complex16 *alpha,
+               const tav_complex16 *a, const int *lda, const tav_complex16 *x, const int *incx,
+               const tav_complex16 *beta, tav_complex16 *y, const int *incy);
+
 /* ---- matrix-matrix routines ------------------------------------------------ */
 
 /* ---- transforms ------------------------------------------------------------ */

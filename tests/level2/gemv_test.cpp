@@ -1,0 +1,327 @@
+// General matrix-vector product in all four precisions: every shape, stride
+// and panel boundary against the reference BLAS within tolerance, and bit for
+// bit against a model that sums in the library's order (64-row panels joined
+// through y, the column groups of the plain shape, the tail's own decoding of
+// the letter); then the quick returns and the rules for NaN alpha and beta.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <complex>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <vector>
+
+#include "frame/xreal.h"
+#include "support/buffers.h"
+#include "support/refblas.h"
+#include "tav_q7.h"
+
+namespace {
+
+using tav::xreal;
+using tavtest::Buffer;
+using tavtest::span;
+
+template <class T, class R>
+using gemv_fn = void (*)(const char *, const int *, const int *, const T *, const T *, const int *, const T *,
+                         const int *, const T *, T *, const int *);
+template <class T>
+using fortran_gemv = void (*)(const char *, const int *, const int *, const T *, const T *, const int *,
+                              const T *, const int *, const T *, T *, const int *, std::size_t);
+
+// Per precision: the real part type, the routines, and the column groups of
+// the plain panel kernels (unit and strided).
+template <class T>
+struct prec;
+template <>
+struct prec<float> {
+  using R = float;
+  static constexpr bool complex = false;
+  static constexpr const char *ref = "sgemv_";
+  static constexpr gemv_fn<float, float> tav = tav_sgemv;
+  static constexpr int n_unit_group = 4, n_strided_group = 4;
+};
+template <>
+struct prec<double> {
+  using R = double;
+  static constexpr bool complex = false;
+  static constexpr const char *ref = "dgemv_";
+  static constexpr gemv_fn<double, double> tav = tav_dgemv;
+  static constexpr int n_unit_group = 2, n_strided_group = 2;
+};
+template <>
+struct prec<tav_complex8> {
+  using R = float;
+  static constexpr bool complex = true;
+  static constexpr const char *ref = "cgemv_";
+  static constexpr gemv_fn<tav_complex8, float> tav = tav_cgemv;
+  static constexpr int n_unit_group = 2, n_strided_group = 2;
+};
+template <>
+struct prec<tav_complex16> {
+  using R = double;
+  static constexpr bool complex = true;
+  static constexpr const char *ref = "zgemv_";
+  static constexpr gemv_fn<tav_complex16, double> tav = tav_zgemv;
+  static constexpr int n_unit_group = 2, n_strided_group = 1;
+};
+
+// ---- element helpers, real and complex alike -------------------------------
+
+template <class T>
+T make(double re, double im = 0) {
+  using R = typename prec<T>::R;
+  if constexpr (prec<T>::complex)
+    return T{static_cast<R>(re), static_cast<R>(im)};
+  else
+    return static_cast<T>(re);
+}
+template <class T>
+double re_of(const T &v) {
+  if constexpr (prec<T>::complex) return v.re; else return v;
+}
+template <class T>
+double im_of(const T &v) {
+  if constexpr (prec<T>::complex) return v.im; else return (void)v, 0.0;
+}
+template <class T>
+bool same_bits(const T &a, const T &b) {
+  return std::memcmp(&a, &b, sizeof(T)) == 0;
+}
+
+// A value of the model: widened parts (the imaginary part unused for reals).
+struct X {
+  xreal re = 0, im = 0;
+};
+template <class T>
+X widen(const T &v) {
+  if constexpr (prec<T>::complex)
+    return {static_cast<xreal>(v.re), static_cast<xreal>(v.im)};
+  else
+    return {static_cast<xreal>(v), 0};
+}
+template <class T>
+T narrow(X v) {
+  using R = typename prec<T>::R;
+  if constexpr (prec<T>::complex)
+    return T{static_cast<R>(v.re), static_cast<R>(v.im)};
+  else
+    return static_cast<T>(v.re);
+}
+template <class T>
+X product(X p, X q) {
+  if constexpr (prec<T>::complex) return {p.re * q.re - p.im * q.im, p.re * q.im + p.im * q.re};
+  else return {p.re * q.re, 0};
+}
+// acc += a*x, four real products one at a time in the complex case.
+template <class T>
+void accumulate(X &acc, X a, X x, bool conj) {
+  if constexpr (prec<T>::complex) {
+    acc.re = conj ? (acc.re + a.re * x.re) + a.im * x.im : (acc.re + a.re * x.re) - a.im * x.im;
+    acc.im = conj ? (acc.im + a.re * x.im) - a.im * x.re : (acc.im + a.re * x.im) + a.im * x.re;
+  } else {
+    acc.re += a.re * x.re;
+  }
+}
+template <class T>
+bool counts_as(const T &v, double c) {  // neither below nor above, both parts
+  auto eq = [](double p, double q) { return !(p < q) && !(p > q); };
+  return eq(re_of(v), c) && eq(im_of(v), 0);
+}
+
+enum class shape { plain, transposed, conjugate };
+const char *shape_letter(shape s) { return s == shape::plain ? "N" : s == shape::transposed ? "T" : "C"; }
+
+template <class T>
+shape front_shape(unsigned char letter) {
+  const bool is_n = letter == 'N' || letter == 'n', is_t = letter == 'T' || letter == 't';
+  if (is_n) return shape::plain;
+  if (!prec<T>::complex || is_t) return shape::transposed;
+  return shape::conjugate;
+}
+template <class T>
+shape tail_shape(unsigned char letter) {
+  const unsigned folded = letter & 95u;
+  if (prec<T>::complex && folded == 'T') return shape::transposed;
+  if (prec<T>::complex && folded == 'C') return shape::conjugate;
+  if (prec<T>::complex) return shape::plain;
+  return folded == 'N' ? shape::plain : shape::transposed;
+}
+
+// A strided vector addressed by logical element.
+template <class T>
+struct vec {
+  T *base;
+  int len, inc;
+  T &operator[](int k) const {
+    std::ptrdiff_t start = inc < 0 ? static_cast<std::ptrdiff_t>(1 - len) * inc : 0;
+    return base[start + static_cast<std::ptrdiff_t>(k) * inc];
+  }
+};
+
+// The product as the library orders it, written per element of y.
+template <class T>
+void model_gemv(unsigned char letter, int m, int n, T alpha, const T *a, int lda, const T *xp, int incx, T beta,
+                T *yp, int incy) {
+  if (m == 0 || n == 0 || (counts_as(alpha, 0) && counts_as(beta, 1))) return;
+  const shape front = front_shape<T>(letter);
+  const bool plain = front == shape::plain;
+  vec<const T> x{xp, plain ? n : m, incx};
+  vec<T> y{yp, plain ? m : n, incy};
+  if (!counts_as(beta, 1))
+    for (int i = 0; i < y.len; ++i) {
+      if (counts_as(beta, 0))
+        y[i] = make<T>(0);
+      else if constexpr (std::is_same_v<T, float>)
+        y[i] = y[i] * beta;  // SSE or scalar single: one rounding to float
+      else
+        y[i] = narrow<T>(product<T>(widen(y[i]), widen(beta)));
+    }
+  if (counts_as(alpha, 0)) return;
+  const X al = widen(alpha);
+  auto A = [&](int i, int j) { return widen(a[i + static_cast<std::ptrdiff_t>(j) * lda]); };
+
+  // Transposed rows [r0, r1): one sum per column, added into y through alpha.
+  auto by_columns = [&](int r0, int r1, bool conj) {
+    for (int j = 0; j < n; ++j) {
+      X acc;
+      for (int k = r0; k < r1; ++k) accumulate<T>(acc, A(k, j), widen(x[k]), conj);
+      X p = product<T>(al, acc), yj = widen(y[j]);
+      y[j] = narrow<T>({yj.re + p.re, yj.im + p.im});
+    }
+  };
+  const int group = incx == 1 && incy == 1 ? prec<T>::n_unit_group : prec<T>::n_strided_group;
+  const int m64 = m / 64 * 64;
+  for (int r0 = 0; r0 < m64; r0 += 64) {
+    if (!plain) {
+      by_columns(r0, r0 + 64, front == shape::conjugate);
+      continue;
+    }
+    // Plain panel: y[k] gathers a group of columns, scaled x unrounded, then rounds.
+    for (int j = 0; j < n;) {
+      const int g = n - j >= group ? group : 1;
+      for (int k = r0; k < r0 + 64; ++k) {
+        X s = widen(y[k]);
+        for (int c = j; c < j + g; ++c) accumulate<T>(s, A(k, c), product<T>(al, widen(x[c])), false);
+        y[k] = narrow<T>(s);
+      }
+      j += g;
+    }
+  }
+  if (m == m64) return;
+  // The tail starts where the front left x and y: logical row m64 of y in
+  // the plain shape, of x otherwise, even when it reads the letter otherwise.
+  const shape tail = tail_shape<T>(letter);
+  if (tail != shape::plain) {
+    by_columns(m64, m, tail == shape::conjugate);
+    return;
+  }
+  // Plain tail: one dot product along each row, per block of 32 columns
+  // in the complex types (all columns at once in the real ones).
+  const int ys = plain ? m64 : 0, xs = plain ? 0 : m64;
+  const int block = prec<T>::complex ? 32 : n;
+  for (int i = 0; i < m - m64; ++i)
+    for (int j0 = 0; j0 < n; j0 += block) {
+      const int j1 = n - j0 > block ? j0 + block : n;
+      X acc;
+      for (int j = j0; j < j1; ++j) accumulate<T>(acc, A(m64 + i, j), widen(x[xs + j]), false);
+      X p = product<T>(al, acc), yi = widen(y[ys + i]);
+      y[ys + i] = narrow<T>({yi.re + p.re, yi.im + p.im});
+    }
+}
+
+// Lowest address of logical elements [first, first + len) of v: what a
+// routine given that piece with v's stride expects.
+template <class T>
+T *sub(const vec<T> &v, int first, int len) {
+  return v.inc < 0 ? &v[first + len - 1] : &v[first];
+}
+
+template <class T>
+Buffer<T> random_elements(std::size_t count, std::size_t offset, std::uint32_t seed) {
+  using R = typename prec<T>::R;
+  Buffer<T> b(count, offset);
+  tavtest::fill_random(reinterpret_cast<R *>(b.data()), count * (prec<T>::complex ? 2 : 1), seed);
+  return b;
+}
+
+template <class T>
+class Gemv : public testing::Test {};
+using precisions = testing::Types<float, double, tav_complex8, tav_complex16>;
+TYPED_TEST_SUITE(Gemv, precisions);
+
+const int rows_list[] = {1, 63, 64, 65, 127, 128, 129, 200};
+const int strides[] = {1, 2, -1, -3};
+
+// Every letter, panel boundary, column count and stride pair: bit for bit
+// against the model, and within tolerance against the reference BLAS. For a
+// letter the reference rejects, or that the tail reads differently from the
+// front, the reference runs twice: panel rows in the front's shape, then the
+// tail rows in the tail's shape.
+TYPED_TEST(Gemv, EveryShapeAndStrideMatchesModelAndReference) {
+  using T = TypeParam;
+  using R = typename prec<T>::R;
+  TAV_REQUIRE_REFBLAS();
+  auto ref = tavtest::RefBlas::get().fn<fortran_gemv<T>>(prec<T>::ref);
+  ASSERT_NE(ref, nullptr);
+  const unsigned char letters[] = {'N', 'n', 'T', 't', 'C', 'c', 'x', 0xCE};
+  const T alphas[] = {make<T>(1.3125, -0.71), make<T>(-0.61, 0.29)};
+  const T betas[] = {make<T>(-0.83, 0.47), make<T>(0), make<T>(1)};
+  std::uint32_t seed = 7;
+  int mismatches = 0;
+  for (unsigned char letter : letters)
+    for (int m : rows_list)
+      for (int n = 1; n <= 9; ++n)
+        for (int incx : strides)
+          for (int incy : strides) {
+            ++seed;
+            const shape front = front_shape<T>(letter);
+            // A letter the tail reads otherwise than the front makes the tail
+            // walk x and y as the other shape: in bounds only when n equals
+            // the tail's row count.
+            if (tail_shape<T>(letter) != front && n != m % 64) continue;
+            const bool plain = front == shape::plain;
+            const int lenx = plain ? n : m, leny = plain ? m : n, lda = m + 3;
+            const T alpha = alphas[seed % 2], beta = betas[seed % 3];
+            Buffer<T> a = random_elements<T>(static_cast<std::size_t>(lda) * n, 0, seed);
+            Buffer<T> x = random_elements<T>(span(lenx, incx), 1, seed + 1000);
+            Buffer<T> y = random_elements<T>(span(leny, incy), seed % 4, seed + 2000);
+            Buffer<T> want = y, got = y, ref_y = y;
+            const char trans = static_cast<char>(letter);
+            prec<T>::tav(&trans, &m, &n, &alpha, a.data(), &lda, x.data(), &incx, &beta, got.data(), &incy);
+            model_gemv<T>(letter, m, n, alpha, a.data(), lda, x.data(), incx, beta, want.data(), incy);
+            if (!got.same_bits(want) && ++mismatches <= 5)
+              ADD_FAILURE() << "not the library's order: letter " << int(letter) << " m=" << m << " n=" << n
+                            << " incx=" << incx << " incy=" << incy;
+
+            // Reference: panel rows in the front's shape, then the tail rows
+            // in the tail's shape, from where the front left x and y.
+            const int m64 = m / 64 * 64, rest = m - m64;
+            const shape tail = tail_shape<T>(letter);
+            vec<T> xv{x.data(), lenx, incx}, yv{ref_y.data(), leny, incy};
+            if (m64 > 0)
+              ref(shape_letter(front), &m64, &n, &alpha, a.data(), &lda, plain ? x.data() : sub(xv, 0, m64), &incx,
+                  &beta, plain ? sub(yv, 0, m64) : ref_y.data(), &incy, 1);
+            if (rest > 0) {
+              const T one = make<T>(1);
+              const bool tail_plain = tail == shape::plain;
+              const int xs = plain ? 0 : m64, ys = plain ? m64 : 0;
+              ref(shape_letter(tail), &rest, &n, &alpha, a.data() + m64, &lda,
+                  sub(xv, xs, tail_plain ? n : rest), &incx, plain || m64 == 0 ? &beta : &one,
+                  sub(yv, ys, tail_plain ? rest : n), &incy, 1);
+            }
+            const double scale = 128.0 * 128.0 * 4 + 256.0;
+            const double tol = tavtest::sum_tolerance<R>(plain ? n : m, scale);
+            vec<T> g{got.data(), leny, incy}, r{ref_y.data(), leny, incy};
+            for (int i = 0; i < leny; ++i) {
+              EXPECT_NEAR(re_of(g[i]), re_of(r[i]), tol) << "letter " << int(letter) << " m=" << m << " n=" << n
+                                                          << " incx=" << incx << " incy=" << incy << " i=" << i;
+              EXPECT_NEAR(im_of(g[i]), im_of(r[i]), tol);
+            }
+          }
+  EXPECT_EQ(mismatches, 0);
+}
+
+}  // namespace
