@@ -353,6 +353,13 @@ TEST(IsamaxIsamin, IntegerOrderOfMagnitudes) {
   std::vector<float> ties(20, 1.0f);
   ties[9] = -2.0f, ties[17] = 2.0f;
   EXPECT_EQ(amax(ties), 10);
+  // Ties and NaNs in blocks far apart: still the first of the best.
+  std::vector<float> longer(300, 1.0f);
+  longer[70] = 2.0f, longer[130] = -2.0f, longer[299] = 2.0f, longer[5] = 0.5f, longer[250] = 0.5f;
+  EXPECT_EQ(amax(longer), 71);
+  EXPECT_EQ(amin(longer), 6);
+  longer[200] = nan1, longer[260] = nan5;
+  EXPECT_EQ(amax(longer), 261);
   const int one_elem = 1, zero_inc = 0, five = 5;
   float v = 3;
   EXPECT_EQ(tav_isamax(&one_elem, &v, &zero_inc), 0);
