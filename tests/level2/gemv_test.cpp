@@ -324,4 +324,138 @@ TYPED_TEST(Gemv, EveryShapeAndStrideMatchesModelAndReference) {
   EXPECT_EQ(mismatches, 0);
 }
 
+// A long column in the transposed shape is a chain of 64-row sums, each added
+// into y through alpha and rounded there. One leading 1 and many small terms,
+// each panel's share below half an ulp of 1: y stays 1, where one sum over all
+// rows would round up.
+TYPED_TEST(Gemv, LongColumnRoundsOncePerPanel) {
+  using T = TypeParam;
+  using R = typename prec<T>::R;
+  const int m = 200, n = 1, lda = m;
+  const R small = std::ldexp(R(1), -std::numeric_limits<R>::digits - 7);
+  for (int inc : {1, 2, -3}) {
+    SCOPED_TRACE(testing::Message() << "inc " << inc);
+    std::vector<T> a(m, make<T>(small)), x(span(m, inc), make<T>(1)), y(1, make<T>(0));
+    a[0] = make<T>(1);
+    const T alpha = make<T>(1), beta = make<T>(1);
+    prec<T>::tav("T", &m, &n, &alpha, a.data(), &lda, x.data(), &inc, &beta, y.data(), &inc);
+
+    R want = 0;
+    xreal one_pass = 0;
+    for (int r0 = 0; r0 < m; r0 += 64) {
+      xreal panel = 0;
+      for (int k = r0; k < m && k < r0 + 64; ++k) panel += static_cast<xreal>(re_of(a[k]));
+      want = static_cast<R>(panel * xreal(1) + static_cast<xreal>(want));
+      one_pass += panel;
+    }
+    EXPECT_EQ(want, R(1));
+    EXPECT_EQ(re_of(y[0]), want);
+    EXPECT_EQ(im_of(y[0]), 0.0);
+    if (std::numeric_limits<xreal>::digits > std::numeric_limits<R>::digits + 8)
+      EXPECT_NE(static_cast<R>(one_pass), want) << "data must tell the orders apart";
+  }
+}
+
+// The quick returns and the NaN rules: a NaN alpha counts as zero and a NaN
+// beta as one; beta 0 stores zeros without reading y; A and x are not read
+// when alpha counts as zero.
+TYPED_TEST(Gemv, QuickReturnsAndNanRules) {
+  using T = TypeParam;
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const int m = 70, n = 5, lda = m, inc = 1;
+  std::vector<T> a(lda * n, make<T>(nan, nan)), x(m, make<T>(nan, nan));
+  const std::vector<T> y0 = [&] {
+    std::vector<T> v(m);
+    for (int i = 0; i < m; ++i) v[i] = make<T>(0.37 * (i + 1), -1.5 + i);
+    return v;
+  }();
+  auto run = [&](const char *trans, int rows, int cols, T alpha, T beta, std::vector<T> y) {
+    prec<T>::tav(trans, &rows, &cols, &alpha, a.data(), &lda, x.data(), &inc, &beta, y.data(), &inc);
+    return y;
+  };
+  auto same = [](const std::vector<T> &p, const std::vector<T> &q, int len) {
+    for (int i = 0; i < len; ++i)
+      if (!same_bits(p[i], q[i])) return false;
+    return true;
+  };
+  const T zero = make<T>(0), one = make<T>(1), two = make<T>(2), three = make<T>(3);
+
+  // Empty problems leave y alone, whatever beta says.
+  EXPECT_TRUE(same(run("N", 0, n, one, three, y0), y0, m));
+  EXPECT_TRUE(same(run("T", m, 0, one, three, y0), y0, m));
+  // alpha 0 (or NaN) and beta 1 (or NaN): nothing at all.
+  EXPECT_TRUE(same(run("N", m, n, zero, one, y0), y0, m));
+  EXPECT_TRUE(same(run("N", m, n, make<T>(nan, nan), make<T>(nan, nan), y0), y0, m));
+  // alpha counting as zero: y only scaled, A and x (all NaN) unread.
+  std::vector<T> doubled(y0);
+  for (T &v : doubled) v = make<T>(2 * re_of(v), 2 * im_of(v));
+  EXPECT_TRUE(same(run("N", m, n, zero, two, y0), doubled, m));
+  EXPECT_TRUE(same(run("T", m, n, make<T>(nan, 0), two, y0), doubled, n));
+  std::vector<T> nan_y(m, make<T>(nan, nan)), zeros(m, zero);
+  EXPECT_TRUE(same(run("N", m, n, zero, zero, nan_y), zeros, m));
+  if constexpr (prec<T>::complex) {
+    // Both parts must match: (0, 1) is no zero alpha, (1, 0.5) no unit beta.
+    std::vector<T> got = run("N", m, n, make<T>(0, 1), one, y0);
+    EXPECT_TRUE(std::isnan(re_of(got[0])));
+    EXPECT_FALSE(same(run("N", m, n, zero, make<T>(1, 0.5), y0), y0, m));
+  }
+
+  // With real data: beta 0 clears a NaN in y, a NaN beta adds the product to
+  // y unscaled (as beta 1 does).
+  for (int i = 0; i < lda * n; ++i) a[i] = make<T>(0.01 * (i % 17) - 0.05, 0.03 * (i % 5));
+  for (int i = 0; i < m; ++i) x[i] = make<T>(1.0 / (i + 3), -0.25);
+  for (const char *trans : {"N", "T", "C"}) {
+    const int leny = trans[0] == 'N' ? m : n;
+    std::vector<T> cleared = run(trans, m, n, one, zero, nan_y);
+    std::vector<T> from_zero = run(trans, m, n, one, one, zeros);
+    EXPECT_TRUE(same(cleared, from_zero, leny)) << trans;
+    EXPECT_FALSE(std::isnan(re_of(cleared[0])));
+    EXPECT_TRUE(same(run(trans, m, n, one, make<T>(nan, nan), y0), run(trans, m, n, one, one, y0), leny)) << trans;
+  }
+}
+
+// The triangular routines call gemv with x and y as disjoint pieces of one
+// vector under one stride, alpha and beta from stored constants.
+TYPED_TEST(Gemv, PiecesOfOneVector) {
+  using T = TypeParam;
+  const T minus_one = make<T>(-1), one = make<T>(1);
+  for (int inc : {1, -2}) {
+    for (const char *trans : {"N", "T"}) {
+      const bool plain = trans[0] == 'N';
+      const int m = plain ? 70 : 64, n = plain ? 64 : 20, lda = m;
+      const int lenx = plain ? n : m, leny = plain ? m : n;
+      Buffer<T> a = random_elements<T>(static_cast<std::size_t>(lda) * n, 0, 11);
+      Buffer<T> v = random_elements<T>(span(lenx + leny, inc), 0, 12);
+      Buffer<T> want = v;
+      // x is the first lenx logical elements, y the rest.
+      vec<T> whole{v.data(), lenx + leny, inc}, model_whole{want.data(), lenx + leny, inc};
+      vec<T> xv{sub(whole, 0, lenx), lenx, inc}, yv{sub(whole, lenx, leny), leny, inc};
+      prec<T>::tav(trans, &m, &n, &minus_one, a.data(), &lda, xv.base, &inc, &one, yv.base, &inc);
+      model_gemv<T>(trans[0], m, n, minus_one, a.data(), lda, sub(model_whole, 0, lenx), inc, one,
+                    sub(model_whole, lenx, leny), inc);
+      EXPECT_TRUE(v.same_bits(want)) << trans << " inc " << inc;
+    }
+  }
+}
+
+// The single-precision beta pass peels to a 16-byte boundary and then runs 8
+// at a time: every offset and length scales each element exactly once and
+// touches nothing around y.
+TEST(Sgemv, BetaPassAtEveryOffset) {
+  const float zero = 0, beta = -0.7f, nan = std::numeric_limits<float>::quiet_NaN();
+  const int n = 1, lda = 1, inc = 1;
+  const float a = 1, x = 1;
+  for (int offset = 0; offset < 4; ++offset)
+    for (int len = 1; len <= 40; ++len)
+      for (float b : {beta, zero}) {
+        const int guard = 4;
+        Buffer<float> y = tavtest::random_buffer<float>(len + 2 * guard, offset, 3u + len);
+        y[guard] = nan;
+        Buffer<float> want = y;
+        for (int i = guard; i < guard + len; ++i) want[i] = b == 0 ? 0.0f : want[i] * b;
+        tav_sgemv("N", &len, &n, &zero, &a, &lda, &x, &inc, &b, y.data() + guard, &inc);
+        EXPECT_TRUE(y.same_bits(want)) << "offset " << offset << " len " << len;
+      }
+}
+
 }  // namespace
