@@ -1,0 +1,90 @@
+// sgemm_seq on one thread beside the peers' sgemm_: square sizes in all four
+// flag combinations, and tall and skinny shapes. Closes with the n = 1024 NN
+// rate put against the machine's SSE multiply-plus-add peak.
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "bench.h"
+#include "level3/gemm/sgemm.h"
+#include "peak.h"
+
+namespace {
+
+using sgemm_fn = void (*)(const char *, const char *, const int *, const int *, const int *, const float *,
+                          const float *, const int *, const float *, const int *, const float *, float *,
+                          const int *);
+
+struct Shape {
+  int m, n, k;
+  char ta, tb;
+};
+
+// The reference BLAS takes seconds per call from this much work on.
+constexpr double slow_peer_flops = 3e9;
+
+}  // namespace
+
+TAV_BENCH(sgemm) {
+  std::vector<Shape> shapes;
+  std::vector<int> squares = {256, 512, 1024, 2048};
+  if (b.quick()) squares = {256, 1024};
+  const char flags[4][2] = {{'N', 'N'}, {'T', 'N'}, {'N', 'T'}, {'T', 'T'}};
+  for (int s : squares)
+    for (auto &f : flags) shapes.push_back({s, s, s, f[0], f[1]});
+  // Tall and skinny: long thin operands, small depths with tails, odd edges.
+  const Shape thin[] = {{4096, 64, 256, 'N', 'N'},  {64, 4096, 256, 'N', 'N'}, {1024, 1024, 60, 'N', 'N'},
+                        {1024, 1024, 40, 'T', 'N'}, {4000, 16, 4000, 'N', 'T'}, {1000, 1000, 1000, 'N', 'N'},
+                        {2000, 200, 2000, 'T', 'T'}};
+  for (const Shape &s : thin) shapes.push_back(s);
+
+  const float alpha = 0.75f, beta = 1.25f;
+  double nn1024 = 0, core2_1024 = 0;
+  for (const Shape &s : shapes) {
+    const int lda = s.ta == 'N' ? s.m : s.k, ldb = s.tb == 'N' ? s.k : s.n, ldc = s.m;
+    const int acols = s.ta == 'N' ? s.k : s.m, bcols = s.tb == 'N' ? s.n : s.k;
+    std::vector<float> a(static_cast<size_t>(lda) * acols), bm(static_cast<size_t>(ldb) * bcols),
+        c(static_cast<size_t>(ldc) * s.n);
+    for (size_t i = 0; i < a.size(); ++i) a[i] = static_cast<float>((i * 7919 % 1000) * 1e-3 - 0.5);
+    for (size_t i = 0; i < bm.size(); ++i) bm[i] = static_cast<float>((i * 104729 % 1000) * 1e-3 - 0.5);
+    for (size_t i = 0; i < c.size(); ++i) c[i] = static_cast<float>((i % 13) * 0.1);
+    // beta 1.25 would grow C without bound over many calls; the timing is
+    // the same for any beta that is not 0, so C is scaled back by 0.8 each time.
+    auto run = [&](sgemm_fn f, float bt) {
+      f(&s.ta, &s.tb, &s.m, &s.n, &s.k, &alpha, a.data(), &lda, bm.data(), &ldb, &bt, c.data(), &ldc);
+    };
+    bench::Row row;
+    char shape[64];
+    std::snprintf(shape, sizeof shape, "%c%c m=%d n=%d k=%d", s.ta, s.tb, s.m, s.n, s.k);
+    row.routine = "sgemm_seq";
+    row.shape = shape;
+    row.work = 2.0 * s.m * s.n * s.k;
+    row.unit = "GFLOP/s";
+    int flip = 0;
+    row.tav = b.time([&] { run(tav::sgemm_seq, (flip ^= 1) ? beta : 0.8f); }, 0.3);
+    for (const bench::Peer &p : b.peers()) {
+      auto f = p.fn<sgemm_fn>("sgemm_");
+      double t = 0;
+      if (f && !(p.label == "refblas" && row.work > slow_peer_flops))
+        t = b.time([&] { run(f, (flip ^= 1) ? beta : 0.8f); }, 0.3);
+      row.peers.push_back(t);
+      if (p.label == "ob-core2" && s.m == 1024 && s.n == 1024 && s.k == 1024 && s.ta == 'N' && s.tb == 'N')
+        core2_1024 = t;
+    }
+    if (s.m == 1024 && s.n == 1024 && s.k == 1024 && s.ta == 'N' && s.tb == 'N') nn1024 = row.tav;
+    b.add(row);
+  }
+  if (nn1024 > 0) {
+    const double rate = 2.0 * 1024 * 1024 * 1024 / nn1024 * 1e-9;
+    const double peak = bench::sse_peak_gflops();
+    char text[200];
+    std::snprintf(text, sizeof text,
+                  "sgemm_seq NN n=1024: %.2f GFLOP/s = %.0f%% of the SSE multiply+add peak %.2f GFLOP/s%s",
+                  rate, 100.0 * rate / peak, peak, core2_1024 > 0 ? "" : " (no ob-core2 peer)");
+    b.note(text);
+    if (core2_1024 > 0) {
+      std::snprintf(text, sizeof text, "sgemm_seq NN n=1024 against ob-core2: %.2fx", core2_1024 / nn1024);
+      b.note(text);
+    }
+  }
+}
