@@ -41,7 +41,52 @@ void tav_sswap(const int *n, float *x, const int *incx, float *y, const int *inc
 
 /* ---- vector routines, double real (dense and sparse) ---------------------- */
 
+int tav_idamax(const int *n, const double *x, const int *incx);
+int tav_idamin(const int *n, const double *x, const int *incx);
+double tav_dasum(const int *n, const double *x, const int *incx);
+void tav_daxpy(const int *n, const double *alpha, const double *x, const int *incx, double *y,
+               const int *incy);
+void tav_dcopy(const int *n, const double *x, const int *incx, double *y, const int *incy);
+double tav_ddot(const int *n, const double *x, const int *incx, const double *y, const int *incy);
+double tav_dnrm2(const int *n, const double *x, const int *incx);
+void tav_dscal(const int *n, const double *alpha, double *x, const int *incx);
+void tav_dswap(const int *n, double *x, const int *incx, double *y, const int *incy);
+
+/* Sparse: nz values x with one-based positions indx in the dense vector y. */
+void tav_daxpyi(const int *nz, const double *a, const double *x, const int *indx, double *y);
+double tav_ddoti(const int *nz, const double *x, const int *indx, const double *y);
+void tav_dgthr(const int *nz, const double *y, double *x, const int *indx);
+void tav_dgthrz(const int *nz, double *y, double *x, const int *indx);
+void tav_droti(const int *nz, double *x, const int *indx, double *y, const double *c, const double *s);
+void tav_dsctr(const int *nz, const double *x, const int *indx, double *y);
+
 /* ---- sparse vector routines, single real, single and double complex -------- */
+
+void tav_saxpyi(const int *nz, const float *a, const float *x, const int *indx, float *y);
+float tav_sdoti(const int *nz, const float *x, const int *indx, const float *y);
+void tav_sgthr(const int *nz, const float *y, float *x, const int *indx);
+void tav_sgthrz(const int *nz, float *y, float *x, const int *indx);
+void tav_sroti(const int *nz, float *x, const int *indx, float *y, const float *c, const float *s);
+void tav_ssctr(const int *nz, const float *x, const int *indx, float *y);
+
+void tav_caxpyi(const int *nz, const tav_complex8 *a, const tav_complex8 *x, const int *indx, tav_complex8 *y);
+void tav_cdotci(tav_complex8 *result, const int *nz, const tav_complex8 *x, const int *indx,
+                const tav_complex8 *y);
+void tav_cdotui(tav_complex8 *result, const int *nz, const tav_complex8 *x, const int *indx,
+                const tav_complex8 *y);
+void tav_cgthr(const int *nz, const tav_complex8 *y, tav_complex8 *x, const int *indx);
+void tav_cgthrz(const int *nz, tav_complex8 *y, tav_complex8 *x, const int *indx);
+void tav_csctr(const int *nz, const tav_complex8 *x, const int *indx, tav_complex8 *y);
+
+void tav_zaxpyi(const int *nz, const tav_complex16 *a, const tav_complex16 *x, const int *indx,
+                tav_complex16 *y);
+void tav_zdotci(tav_complex16 *result, const int *nz, const tav_complex16 *x, const int *indx,
+                const tav_complex16 *y);
+void tav_zdotui(tav_complex16 *result, const int *nz, const tav_complex16 *x, const int *indx,
+                const tav_complex16 *y);
+void tav_zgthr(const int *nz, const tav_complex16 *y, tav_complex16 *x, const int *indx);
+void tav_zgthrz(const int *nz, tav_complex16 *y, tav_complex16 *x, const int *indx);
+void tav_zsctr(const int *nz, const tav_complex16 *x, const int *indx, tav_complex16 *y);
 
 /* ---- matrix-vector routines ------------------------------------------------ */
 
