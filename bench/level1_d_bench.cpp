@@ -1,0 +1,124 @@
+// Double-precision vector routines beside the reference BLAS and OpenBLAS: the
+// reductions and daxpy on an L1-resident length put against the x87
+// multiply-plus-add peak, and dcopy of 64 MiB put against memcpy.
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "bench.h"
+#include "peak.h"
+#include "tav_q7.h"
+
+namespace {
+
+constexpr int l1_length = 2048;
+constexpr int lengths[] = {l1_length, 65536};
+constexpr int copy_length = 8 * 1024 * 1024;  // 64 MiB of doubles
+
+struct Vectors {
+  std::vector<double> x, y;
+  explicit Vectors(int n) : x(n), y(n) {
+    for (int i = 0; i < n; ++i) {
+      x[i] = 1.0 + 1e-3 * (i % 97);
+      y[i] = 0.5 - 1e-3 * (i % 89);
+    }
+  }
+};
+
+using dot_fn = double (*)(const int *, const double *, const int *, const double *, const int *);
+using axpy_fn = void (*)(const int *, const double *, const double *, const int *, double *, const int *);
+using reduce_fn = double (*)(const int *, const double *, const int *);
+using scal_fn = void (*)(const int *, const double *, double *, const int *);
+using copy_fn = void (*)(const int *, const double *, const int *, double *, const int *);
+using swap_fn = void (*)(const int *, double *, const int *, double *, const int *);
+using index_fn = int (*)(const int *, const double *, const int *);
+
+// Times `run(fn)` for tav's routine and each peer's routine of the same name;
+// returns tav's rate in units of `work` per second.
+template <class F, class Run>
+double compare(bench::Bench &b, const char *name, F tav, int n, double work, const char *unit, Run run) {
+  bench::Row row;
+  row.routine = name;
+  row.shape = "n=" + std::to_string(n) + " inc=1";
+  row.work = work;
+  row.unit = unit;
+  row.tav = b.time([&] { run(tav); });
+  std::string symbol = std::string(name) + "_";
+  for (const bench::Peer &p : b.peers()) {
+    F peer = p.fn<F>(symbol.c_str());
+    row.peers.push_back(peer ? b.time([&] { run(peer); }) : 0.0);
+  }
+  b.add(row);
+  return work / row.tav * 1e-9;
+}
+
+}  // namespace
+
+TAV_BENCH(level1_d) {
+  const int one = 1;
+  const double peak = bench::x87_peak_gflops();
+  for (int n : lengths) {
+    Vectors v(n);
+    const double alpha = 1.0001, fn = n, bytes = 8.0 * n;
+    double rate[4];
+    rate[0] = compare(b, "ddot", tav_ddot, n, 2 * fn, "GF", [&](dot_fn f) {
+      double r = f(&n, v.x.data(), &one, v.y.data(), &one);
+      bench::keep(r);
+    });
+    rate[1] = compare(b, "dasum", tav_dasum, n, fn, "GF", [&](reduce_fn f) {
+      double r = f(&n, v.x.data(), &one);
+      bench::keep(r);
+    });
+    rate[2] = compare(b, "dnrm2", tav_dnrm2, n, 2 * fn, "GF", [&](reduce_fn f) {
+      double r = f(&n, v.x.data(), &one);
+      bench::keep(r);
+    });
+    rate[3] = compare(b, "daxpy", tav_daxpy, n, 4 * fn, "GF", [&](axpy_fn f) {  // two calls
+      double a = alpha;  // alternate signs keep y bounded
+      f(&n, &a, v.x.data(), &one, v.y.data(), &one);
+      a = -alpha;
+      f(&n, &a, v.x.data(), &one, v.y.data(), &one);
+    });
+    compare(b, "dscal", tav_dscal, n, 2 * fn, "GF", [&](scal_fn f) {  // two calls
+      double a = alpha, inv = 1.0 / alpha;
+      f(&n, &a, v.x.data(), &one);
+      f(&n, &inv, v.x.data(), &one);
+    });
+    compare(b, "dcopy", tav_dcopy, n, 2 * bytes, "GB", [&](copy_fn f) { f(&n, v.x.data(), &one, v.y.data(), &one); });
+    compare(b, "dswap", tav_dswap, n, 4 * bytes, "GB", [&](swap_fn f) { f(&n, v.x.data(), &one, v.y.data(), &one); });
+    compare(b, "idamax", tav_idamax, n, bytes, "GB", [&](index_fn f) {
+      int r = f(&n, v.x.data(), &one);
+      bench::keep(r);
+    });
+    compare(b, "idamin", tav_idamin, n, bytes, "GB", [&](index_fn f) {
+      int r = f(&n, v.x.data(), &one);
+      bench::keep(r);
+    });
+    if (n == l1_length) {
+      char text[200];
+      std::snprintf(text, sizeof text,
+                    "x87 multiply+add peak %.2f GFLOP/s; at n=%d ddot %.0f%%, dasum %.0f%% (one add per element), "
+                    "dnrm2 %.0f%%, daxpy %.0f%% of it",
+                    peak, n, 100 * rate[0] / peak, 100 * rate[1] / peak, 100 * rate[2] / peak, 100 * rate[3] / peak);
+      b.note(text);
+    }
+  }
+
+  // The copy's yardstick: memcpy on the same buffers, in the same run.
+  const int n = copy_length;
+  Vectors v(n);
+  const double bytes = 8.0 * n;
+  compare(b, "dcopy", tav_dcopy, n, 2 * bytes, "GB", [&](copy_fn f) { f(&n, v.x.data(), &one, v.y.data(), &one); });
+  double t_copy = b.time([&] { tav_dcopy(&n, v.x.data(), &one, v.y.data(), &one); }, 0.3);
+  double t_memcpy = b.time(
+      [&] {
+        std::memcpy(v.y.data(), v.x.data(), bytes);
+        bench::keep(v.y[0]);
+      },
+      0.3);
+  char text[160];
+  std::snprintf(text, sizeof text, "dcopy of %.0f MiB: %.2f GB/s, memcpy %.2f GB/s: %.0f%% of memcpy",
+                bytes / (1 << 20), 2 * bytes / t_copy * 1e-9, 2 * bytes / t_memcpy * 1e-9, 100 * t_memcpy / t_copy);
+  b.note(text);
+}
