@@ -19,15 +19,8 @@ inline void axpy_one(xreal alpha, const double &x, double &y) {
 
 void daxpy_unit(int n, double alpha, const double *x, double *y) {
   const xreal a = alpha;
-  int i = 0;
-  for (; n - i >= daxpy_round; i += daxpy_round) {
-    prefetch_nta(x + i, daxpy_unit_prefetch_bytes);
-    axpy_one(a, x[i], y[i]);
-    axpy_one(a, x[i + 1], y[i + 1]);
-    axpy_one(a, x[i + 2], y[i + 2]);
-    axpy_one(a, x[i + 3], y[i + 3]);
-  }
-  for (; i < n; ++i) axpy_one(a, x[i], y[i]);
+  in_rounds<daxpy_round>(
+      n, [&](int i) { prefetch_nta(x + i, daxpy_unit_prefetch_bytes); }, [&](int k) { axpy_one(a, x[k], y[k]); });
 }
 
 void daxpy_general(int n, double alpha, const double *x, int incx, double *y, int incy) {
@@ -35,12 +28,9 @@ void daxpy_general(int n, double alpha, const double *x, int incx, double *y, in
   x = dvec_start(x, n, incx);
   y = dvec_start(y, n, incy);
   const std::ptrdiff_t sx = incx, sy = incy;
-  int i = 0;
-  for (; n - i >= daxpy_round; i += daxpy_round) {
-    prefetch_nta(x + i * sx, daxpy_general_prefetch_strides * sx * 8);
-    for (int k = i; k < i + daxpy_round; ++k) axpy_one(a, x[k * sx], y[k * sy]);
-  }
-  for (; i < n; ++i) axpy_one(a, x[i * sx], y[i * sy]);
+  in_rounds<daxpy_round>(
+      n, [&](int i) { prefetch_nta(x + i * sx, daxpy_general_prefetch_strides * sx * 8); },
+      [&](int k) { axpy_one(a, x[k * sx], y[k * sy]); });
 }
 
 }  // namespace tav

@@ -72,13 +72,11 @@ void dcopy_general(int n, const double *x, int incx, double *y, int incy) {
   x = dvec_start(x, n, incx);
   y = dvec_start(y, n, incy);
   const std::ptrdiff_t sx = incx, sy = incy;
-  int i = 0;
-  for (; n - i >= dcopy_general_round; i += dcopy_general_round) {
+  auto prefetch = [&](int i) {
     prefetch_nta(x + i * sx, dcopy_general_prefetch_strides * sx * 8);
     prefetch_nta(y + i * sy, dcopy_general_prefetch_strides * sy * 8);
-    for (int k = i; k < i + dcopy_general_round; ++k) y[k * sy] = through_x87(x[k * sx]);
-  }
-  for (; i < n; ++i) y[i * sy] = through_x87(x[i * sx]);
+  };
+  in_rounds<dcopy_general_round>(n, prefetch, [&](int k) { y[k * sy] = through_x87(x[k * sx]); });
 }
 
 }  // namespace tav

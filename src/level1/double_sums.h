@@ -50,6 +50,18 @@ xreal sum2(int n, const Term &term, const Prefetch &prefetch) {
   return sum;
 }
 
+// Element-wise routines: prefetch(i) once per full round of Round elements,
+// step(k) for every element in order, those after the last round one at a time.
+template <int Round, class Prefetch, class Step>
+inline void in_rounds(int n, const Prefetch &prefetch, const Step &step) {
+  int i = 0;
+  for (; n - i >= Round; i += Round) {
+    prefetch(i);
+    for (int k = i; k < i + Round; ++k) step(k);
+  }
+  for (; i < n; ++i) step(i);
+}
+
 // Address of element 1 of a strided vector in the published order: with a
 // negative stride it stands at (1 - n) * inc elements from the given address.
 template <class T>

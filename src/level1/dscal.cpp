@@ -19,27 +19,17 @@ inline void scal_one(xreal alpha, double &x) { x = (double)(alpha * (xreal)x); }
 
 void dscal_unit(int n, double alpha, double *x) {
   const xreal a = alpha;
-  int i = 0;
-  for (; n - i >= dscal_round; i += dscal_round) {
-    prefetch_nta(x + i, dscal_unit_prefetch_bytes);
-    scal_one(a, x[i]);
-    scal_one(a, x[i + 1]);
-    scal_one(a, x[i + 2]);
-    scal_one(a, x[i + 3]);
-  }
-  for (; i < n; ++i) scal_one(a, x[i]);
+  in_rounds<dscal_round>(
+      n, [&](int i) { prefetch_nta(x + i, dscal_unit_prefetch_bytes); }, [&](int k) { scal_one(a, x[k]); });
 }
 
 void dscal_general(int n, double alpha, double *x, int incx) {
   const xreal a = alpha;
   x = dvec_start(x, n, incx);
   const std::ptrdiff_t s = incx;
-  int i = 0;
-  for (; n - i >= dscal_round; i += dscal_round) {
-    prefetch_nta(x + i * s, dscal_general_prefetch_strides * s * 8);
-    for (int k = i; k < i + dscal_round; ++k) scal_one(a, x[k * s]);
-  }
-  for (; i < n; ++i) scal_one(a, x[i * s]);
+  in_rounds<dscal_round>(
+      n, [&](int i) { prefetch_nta(x + i * s, dscal_general_prefetch_strides * s * 8); },
+      [&](int k) { scal_one(a, x[k * s]); });
 }
 
 }  // namespace tav

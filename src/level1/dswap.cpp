@@ -66,13 +66,11 @@ void dswap_general(int n, double *x, int incx, double *y, int incy) {
   x = dvec_start(x, n, incx);
   y = dvec_start(y, n, incy);
   const std::ptrdiff_t sx = incx, sy = incy;
-  int i = 0;
-  for (; n - i >= dswap_general_round; i += dswap_general_round) {
+  auto prefetch = [&](int i) {
     prefetch_nta(x + i * sx, dswap_general_prefetch_strides * sx * 8);
     prefetch_nta(y + i * sy, dswap_general_prefetch_strides * sy * 8);
-    for (int k = i; k < i + dswap_general_round; ++k) swap_through_x87(x[k * sx], y[k * sy]);
-  }
-  for (; i < n; ++i) swap_through_x87(x[i * sx], y[i * sy]);
+  };
+  in_rounds<dswap_general_round>(n, prefetch, [&](int k) { swap_through_x87(x[k * sx], y[k * sy]); });
 }
 
 }  // namespace tav
