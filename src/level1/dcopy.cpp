@@ -55,12 +55,12 @@ void dcopy_body(int n, const double *x, double *y) {
     stream16(y + 2, hi);
   }
   if (XAligned) _mm_sfence();
-  for (int i = 0; i < n; ++i) y[i] = through_x87(x[i]);
+  for (int i = 0; i < n; ++i) store_any(y + i, through_x87(load_any(x + i)));
 }
 }  // namespace
 
 void dcopy_unit(int n, const double *x, double *y) {
-  for (; n > 0 && !aligned_to(y, dcopy_peel_alignment); --n) *y++ = *x++;
+  for (; n > 0 && !aligned_to(y, dcopy_peel_alignment); --n) store_any(y++, load_any(x++));
   if (n == 0) return;
   if (aligned_to(x, 16))
     dcopy_body<true>(n, x, y);
@@ -76,7 +76,8 @@ void dcopy_general(int n, const double *x, int incx, double *y, int incy) {
     prefetch_nta(x + i * sx, dcopy_general_prefetch_strides * sx * 8);
     prefetch_nta(y + i * sy, dcopy_general_prefetch_strides * sy * 8);
   };
-  in_rounds<dcopy_general_round>(n, prefetch, [&](int k) { y[k * sy] = through_x87(x[k * sx]); });
+  in_rounds<dcopy_general_round>(n, prefetch,
+                                 [&](int k) { store_any(y + k * sy, through_x87(load_any(x + k * sx))); });
 }
 
 }  // namespace tav

@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "frame/xreal.h"
 
@@ -74,6 +75,16 @@ T *dvec_start(T *p, int n, int inc) {
 inline void prefetch_nta(const void *p, std::ptrdiff_t bytes) {
   _mm_prefetch(reinterpret_cast<const char *>(reinterpret_cast<std::uintptr_t>(p) + bytes), _MM_HINT_NTA);
 }
+
+// Element moves of copy and swap, which accept vectors at any byte address
+// (a y off 8-byte alignment never reaches the packed body and is moved whole
+// by the peel).
+inline double load_any(const double *p) {
+  double v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+inline void store_any(double *p, double v) { std::memcpy(p, &v, sizeof v); }
 
 inline bool aligned_to(const void *p, std::uintptr_t bytes) {
   return (reinterpret_cast<std::uintptr_t>(p) & (bytes - 1)) == 0;

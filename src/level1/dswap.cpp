@@ -8,8 +8,6 @@
 // negative strides starting at element 1 of the published order.
 #include <xmmintrin.h>
 
-#include <utility>
-
 #include "frame/xreal.h"
 #include "level1/double_kernels.h"
 #include "level1/double_sums.h"
@@ -24,10 +22,10 @@ constexpr int dswap_prefetch_far = 160;
 constexpr int dswap_general_round = 4;
 constexpr int dswap_general_prefetch_strides = 4;
 
-inline void swap_through_x87(double &a, double &b) {
-  double held = through_x87(a);
-  a = through_x87(b);
-  b = held;
+inline void swap_through_x87(double *a, double *b) {
+  double held = through_x87(load_any(a));
+  store_any(a, through_x87(load_any(b)));
+  store_any(b, held);
 }
 
 template <bool XAligned>
@@ -49,12 +47,16 @@ void dswap_body(int n, double *x, double *y) {
       store_x(xf + 2 * i + k, yv);
     }
   }
-  for (; i < n; ++i) swap_through_x87(x[i], y[i]);
+  for (; i < n; ++i) swap_through_x87(x + i, y + i);
 }
 }  // namespace
 
 void dswap_unit(int n, double *x, double *y) {
-  for (; n > 0 && !aligned_to(y, dswap_peel_alignment); --n) std::swap(*x++, *y++);
+  for (; n > 0 && !aligned_to(y, dswap_peel_alignment); --n, ++x, ++y) {
+    const double held = load_any(x);
+    store_any(x, load_any(y));
+    store_any(y, held);
+  }
   if (n == 0) return;
   if (aligned_to(x, 16))
     dswap_body<true>(n, x, y);
@@ -70,7 +72,7 @@ void dswap_general(int n, double *x, int incx, double *y, int incy) {
     prefetch_nta(x + i * sx, dswap_general_prefetch_strides * sx * 8);
     prefetch_nta(y + i * sy, dswap_general_prefetch_strides * sy * 8);
   };
-  in_rounds<dswap_general_round>(n, prefetch, [&](int k) { swap_through_x87(x[k * sx], y[k * sy]); });
+  in_rounds<dswap_general_round>(n, prefetch, [&](int k) { swap_through_x87(x + k * sx, y + k * sy); });
 }
 
 }  // namespace tav
