@@ -28,6 +28,7 @@
 
 #include "frame/xreal.h"
 #include "level2/gemv.h"
+#include "level2/gemv_x87.h"
 
 namespace tav {
 namespace {
@@ -57,10 +58,6 @@ struct complex_gemv<tav_complex16> {
   static constexpr _mm_hint tail_hint = _MM_HINT_NTA;
 };
 
-struct xcomplex {
-  xreal re, im;
-};
-
 template <class C>
 inline xcomplex widen(const C &v) {
   return {static_cast<xreal>(v.re), static_cast<xreal>(v.im)};
@@ -78,16 +75,34 @@ inline void add_into(C *y, xcomplex p) {
   y->im = static_cast<R>(static_cast<xreal>(y->im) + p.im);
 }
 
+// acc += a*x (conj: a conjugated), both factors read from memory.
 template <bool conj, class C>
-inline void mac(xcomplex &acc, const C &a, xcomplex x) {
+inline void mac(xcomplex &acc, const C &a, const C &x) {
+#if TAV_GEMV_X87_ASM
+  x87_mac<conj>(acc, a, x);
+#else
   const xreal ar = static_cast<xreal>(a.re), ai = static_cast<xreal>(a.im);
+  const xreal xr = static_cast<xreal>(x.re), xi = static_cast<xreal>(x.im);
   if (conj) {
-    acc.re = (acc.re + ar * x.re) + ai * x.im;
-    acc.im = (acc.im + ar * x.im) - ai * x.re;
+    acc.re = (acc.re + ar * xr) + ai * xi;
+    acc.im = (acc.im + ar * xi) - ai * xr;
   } else {
-    acc.re = (acc.re + ar * x.re) - ai * x.im;
-    acc.im = (acc.im + ar * x.im) + ai * x.re;
+    acc.re = (acc.re + ar * xr) - ai * xi;
+    acc.im = (acc.im + ar * xi) + ai * xr;
   }
+#endif
+}
+
+// acc += a*t, plain, with t an unrounded value held on the stack.
+template <class C>
+inline void mac(xcomplex &acc, const C &a, const xcomplex &t) {
+#if TAV_GEMV_X87_ASM
+  x87_mac(acc, a, t);
+#else
+  const xreal ar = static_cast<xreal>(a.re), ai = static_cast<xreal>(a.im);
+  acc.re = (acc.re + ar * t.re) - ai * t.im;
+  acc.im = (acc.im + ar * t.im) + ai * t.re;
+#endif
 }
 
 // One transposed pass over G columns of a 64-row panel.
@@ -100,7 +115,7 @@ inline void gemv_t_pass(const C *col, index_t lda, const C *x, index_t sx, xcomp
     if (kb < plan.end)
       for (int c = 0; c < G; ++c) prefetch_row(col + c * lda + kb, plan.ahead);
     for (int k = kb; k < kb + plan.step; ++k) {
-      const xcomplex xk = widen(x[unit ? k : k * sx]);
+      const C &xk = x[unit ? k : k * sx];
       for (int c = 0; c < G; ++c) mac<conj>(acc[c], col[c * lda + k], xk);
     }
   }
@@ -118,6 +133,14 @@ void gemv_t_panel(int n, const C *alpha, const C *a, index_t lda, const C *x, in
   for (; j < n; ++j) gemv_t_pass<C, 1, conj, unit>(a + j * lda, lda, x, sx, al, y + j * sy, sy);
 }
 
+// The same address, but the compiler must load through it again, so that
+// alpha is not kept on the x87 stack beside the pass's values.
+template <class P>
+inline const P *reread(const P *p) {
+  asm volatile("" : "+r"(p));
+  return p;
+}
+
 // One plain pass over G columns whose scaled x values are t[0..G).
 template <class C, int G, bool unit>
 inline void gemv_n_pass(const C *col, index_t lda, const xcomplex (&t)[G], C *y, index_t sy) {
@@ -129,7 +152,7 @@ inline void gemv_n_pass(const C *col, index_t lda, const xcomplex (&t)[G], C *y,
     for (int k = kb; k < kb + plan.step; ++k) {
       C *yk = y + (unit ? k : k * sy);
       xcomplex sum = widen(*yk);
-      for (int c = 0; c < G; ++c) mac<false>(sum, col[c * lda + k], t[c]);
+      for (int c = 0; c < G; ++c) mac(sum, col[c * lda + k], t[c]);
       yk->re = static_cast<R>(sum.re);
       yk->im = static_cast<R>(sum.im);
     }
@@ -141,15 +164,15 @@ void gemv_n_panel(int n, const C *alpha, const C *a, index_t lda, const C *x, in
                   index_t incy) {
   constexpr int G = unit ? complex_gemv<C>::n_unit_columns : complex_gemv<C>::n_strided_columns;
   const index_t sx = unit ? 1 : incx, sy = unit ? 1 : incy;
-  const xcomplex al = widen(*alpha);
   int j = 0;
   for (; j + G <= n; j += G) {
+    const xcomplex al = widen(*reread(alpha));  // not held on the stack during the pass
     xcomplex t[G];
     for (int c = 0; c < G; ++c) t[c] = times(al, widen(x[(j + c) * sx]));
     gemv_n_pass<C, G, unit>(a + j * lda, lda, t, y, sy);
   }
   for (; j < n; ++j) {
-    const xcomplex t[1] = {times(al, widen(x[j * sx]))};
+    const xcomplex t[1] = {times(widen(*reread(alpha)), widen(x[j * sx]))};
     gemv_n_pass<C, 1, unit>(a + j * lda, lda, t, y, sy);
   }
 }
@@ -168,7 +191,7 @@ void gemv_tail_t(int m, int n, xcomplex al, const C *a, index_t lda, const C *x,
     xcomplex acc[tail_t_group] = {};
     const C *col = a + j * lda;
     for (int k = 0; k < m; ++k) {
-      const xcomplex xk = widen(x[k * incx]);
+      const C &xk = x[k * incx];
       for (int c = 0; c < group; ++c) mac<conj>(acc[c], col[c * lda + k], xk);
     }
     for (int c = 0; c < group; ++c) add_into(y + (j + c) * incy, times(al, acc[c]));
@@ -192,7 +215,7 @@ void gemv_tail_n(int m, int n, xcomplex al, const C *a, index_t lda, const C *x,
         if (group == tail_n_group && (j - j0) % tail_n_group == 0)
           for (int c = j + tail_n_group; c < j + 2 * tail_n_group && c < j1; ++c)
             prefetch_row<hint>(rows + c * lda, 0);
-        const xcomplex xj = widen(x[j * incx]);
+        const C &xj = x[j * incx];
         for (int r = 0; r < group; ++r) mac<false>(acc[r], rows[j * lda + r], xj);
       }
       for (int r = 0; r < group; ++r) add_into(y + (i + r) * incy, times(al, acc[r]));
