@@ -24,25 +24,33 @@ double best_gflops(F loop, double flops_per_call) {
 
 }  // namespace
 
-// Four independent chains of s += x * y on the x87 stack (four sums and four
-// factors fill its eight registers); enough to cover the adder's latency.
+// The x87 unit retires about one multiply or add per cycle, so its peak is a
+// throughput: five independent chains s += x * y, with x, y, the five sums and
+// the product in the eight stack registers, nothing in memory. Written out as
+// x87 code because the compiler, short of registers, would keep a factor in
+// memory or fold the loop-invariant product. 1.0 * 1.0 keeps every value exact
+// and far from the denormal range.
 double x87_peak_gflops() {
   constexpr long reps = 20000000;
-  volatile long double seed = 1.0000001L;
   auto loop = [&] {
-    long double y = seed, x0 = y, x1 = y * 0.5L, x2 = y * 0.25L, x3 = y * 0.125L;
-    long double s0 = 0, s1 = 0, s2 = 0, s3 = 0;
-    for (long i = 0; i < reps; ++i) {
-      s0 += x0 * y;
-      s1 += x1 * y;
-      s2 += x2 * y;
-      s3 += x3 * y;
-      asm volatile("" : "+t"(y));
-    }
-    volatile long double sink = s0 + s1 + s2 + s3;
-    (void)sink;
+    long count = reps;
+    asm volatile(
+        "fldz\n\tfldz\n\tfldz\n\tfldz\n\tfldz\n\t"  // s4 .. s0
+        "fld1\n\tfld1\n\t"                               // x, then y on top
+        "1:\n\t"
+        "fld %%st(0)\n\tfmul %%st(2), %%st\n\tfaddp %%st, %%st(3)\n\t"
+        "fld %%st(0)\n\tfmul %%st(2), %%st\n\tfaddp %%st, %%st(4)\n\t"
+        "fld %%st(0)\n\tfmul %%st(2), %%st\n\tfaddp %%st, %%st(5)\n\t"
+        "fld %%st(0)\n\tfmul %%st(2), %%st\n\tfaddp %%st, %%st(6)\n\t"
+        "fld %%st(0)\n\tfmul %%st(2), %%st\n\tfaddp %%st, %%st(7)\n\t"
+        "dec %0\n\tjnz 1b\n\t"
+        "fstp %%st(0)\n\tfstp %%st(0)\n\tfstp %%st(0)\n\tfstp %%st(0)\n\t"
+        "fstp %%st(0)\n\tfstp %%st(0)\n\tfstp %%st(0)\n\t"
+        : "+r"(count)
+        :
+        : "st", "st(1)", "st(2)", "st(3)", "st(4)", "st(5)", "st(6)", "st(7)", "cc");
   };
-  return best_gflops(loop, 8.0 * reps);
+  return best_gflops(loop, 2.0 * 5.0 * reps);
 }
 
 // Eight independent 4-lane chains of acc = acc + x * y, each rounded to single.
