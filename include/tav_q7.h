@@ -109,6 +109,13 @@ void tav_zgemv(const char *trans, const int *m, const int *n, const tav_complex1
 
 /* ---- transforms ------------------------------------------------------------ */
 
+/* In-place complex transform of n = 2^m single-complex points. isign 0 builds
+   the table wsave for n (12n + 256 bytes) and leaves r alone; below 0:
+   forward, e^(-2 pi i jk/n), natural order in and out (-2 leaves the output in
+   bit-reversed order); above 0: backward, e^(+2 pi i jk/n) scaled by 1/n (2
+   takes its input in bit-reversed order). */
+void tav_cfft1d(tav_complex8 *r, const int *n, const int *isign, float *wsave);
+
 #ifdef __cplusplus
 }
 #endif
