@@ -11,7 +11,8 @@
 // Transposed and conjugate-transposed panels (64 rows): per column one complex
 // accumulator from zero over k = 0..63 in row order, then y[j] := y[j] +
 // alpha*acc, stored once a column and panel; columns two at a time in single
-// complex (y[j+1] stored before y[j]) and one at a time in double complex.
+// complex (y[j+1] stored before y[j]) and one at a time in double complex
+// (two such passes run side by side, stored in column order).
 // Plain panels (64 rows): t_c = alpha*x[j+c] kept unrounded, then for each row
 // y[k] := y[k] + a[k,j]*t0 + a[k,j+1]*t1 accumulated into the widened y[k] in
 // that order and stored once per group of columns (two, or one for the
@@ -42,6 +43,7 @@ template <>
 struct complex_gemv<tav_complex8> {
   using real = float;
   static constexpr int t_columns = 2;          // columns a pass, _t_ and _c_
+  static constexpr int t_passes_in_flight = 1;
   static constexpr int n_unit_columns = 2;     // _n_ unit
   static constexpr int n_strided_columns = 2;  // _n_ strided
   static constexpr prefetch_plan panel = {4, 56, 64};  // +64..+480 B of the 512-B column
@@ -52,6 +54,7 @@ template <>
 struct complex_gemv<tav_complex16> {
   using real = double;
   static constexpr int t_columns = 1;
+  static constexpr int t_passes_in_flight = 2;  // two single-column passes side by side
   static constexpr int n_unit_columns = 2;
   static constexpr int n_strided_columns = 1;
   static constexpr prefetch_plan panel = {2, 60, 64};  // +64..+992 B of the 1024-B column
@@ -105,32 +108,39 @@ inline void mac(xcomplex &acc, const C &a, const xcomplex &t) {
 #endif
 }
 
-// One transposed pass over G columns of a 64-row panel.
-template <class C, int G, bool conj, bool unit>
+// P transposed passes of G columns each, side by side (more sums in flight;
+// each column's sum and each store as for one pass at a time): one
+// accumulator a column over the panel's rows in order, then each pass stores
+// its columns from the last to the first.
+template <class C, int G, int P, bool conj, bool unit>
 inline void gemv_t_pass(const C *col, index_t lda, const C *x, index_t sx, xcomplex al, C *y,
                         index_t sy) {
   constexpr prefetch_plan plan = complex_gemv<C>::panel;
-  xcomplex acc[G] = {};
+  xcomplex acc[G * P] = {};
   for (int kb = 0; kb < gemv_panel_rows; kb += plan.step) {
     if (kb < plan.end)
-      for (int c = 0; c < G; ++c) prefetch_row(col + c * lda + kb, plan.ahead);
+      for (int c = 0; c < G * P; ++c) prefetch_row(col + c * lda + kb, plan.ahead);
+#pragma GCC unroll 1
     for (int k = kb; k < kb + plan.step; ++k) {
       const C &xk = x[unit ? k : k * sx];
-      for (int c = 0; c < G; ++c) mac<conj>(acc[c], col[c * lda + k], xk);
+      for (int c = 0; c < G * P; ++c) mac<conj>(acc[c], col[c * lda + k], xk);
     }
   }
-  for (int c = G - 1; c >= 0; --c) add_into(y + c * sy, times(al, acc[c]));
+  for (int p = 0; p < P; ++p)
+    for (int c = G - 1; c >= 0; --c) add_into(y + (p * G + c) * sy, times(al, acc[p * G + c]));
 }
 
 template <class C, bool conj, bool unit>
 void gemv_t_panel(int n, const C *alpha, const C *a, index_t lda, const C *x, index_t incx, C *y,
                   index_t incy) {
-  constexpr int G = complex_gemv<C>::t_columns;
+  constexpr int G = complex_gemv<C>::t_columns, P = complex_gemv<C>::t_passes_in_flight;
   const index_t sx = unit ? 1 : incx, sy = unit ? 1 : incy;
   const xcomplex al = widen(*alpha);
   int j = 0;
-  for (; j + G <= n; j += G) gemv_t_pass<C, G, conj, unit>(a + j * lda, lda, x, sx, al, y + j * sy, sy);
-  for (; j < n; ++j) gemv_t_pass<C, 1, conj, unit>(a + j * lda, lda, x, sx, al, y + j * sy, sy);
+  for (; j + G * P <= n; j += G * P)
+    gemv_t_pass<C, G, P, conj, unit>(a + j * lda, lda, x, sx, al, y + j * sy, sy);
+  for (; j + G <= n; j += G) gemv_t_pass<C, G, 1, conj, unit>(a + j * lda, lda, x, sx, al, y + j * sy, sy);
+  for (; j < n; ++j) gemv_t_pass<C, 1, 1, conj, unit>(a + j * lda, lda, x, sx, al, y + j * sy, sy);
 }
 
 // The same address, but the compiler must load through it again, so that

@@ -5,8 +5,9 @@
 // Transposed panel (64 rows): columns in pairs, then one column if n is odd.
 // Each column has one accumulator that starts from zero and adds a[k]*x[k] for
 // k = 0..63 strictly in row order; then y[j] := acc*alpha + y[j], the pair's
-// y[j+1] stored before y[j]. So y rounds once a column and panel, and a long
-// column is summed as a chain of 64-row sums joined through y.
+// y[j+1] stored before y[j] (two pairs run side by side, each stored as a
+// pair). So y rounds once a column and panel, and a long column is summed as
+// a chain of 64-row sums joined through y.
 //
 // Plain panel (64 rows): columns in groups (four in single, two in double),
 // then the leftover columns one at a time. For a group, t_c = x[j+c]*alpha is
@@ -49,32 +50,43 @@ struct real_gemv<double> {
   static constexpr prefetch_plan n_group = {4, 56, 64};
 };
 
+// `pairs` column pairs of the transposed shape side by side (more sums in
+// flight for the adder; each column's sum and each store as for one pair at a
+// time): one accumulator a column over the panel's rows in order, then each
+// pair stores y[j+1] before y[j].
+template <class T, int pairs, bool Unit>
+inline void gemv_t_pairs(const T *col, index_t lda, const T *x, index_t sx, xreal al, T *y, index_t sy) {
+  constexpr prefetch_plan plan = real_gemv<T>::t_pair;
+  constexpr int G = 2 * pairs;
+  xreal acc[G] = {};
+  for (int kb = 0; kb < gemv_panel_rows; kb += plan.step) {
+    if (kb < plan.end)
+      for (int c = 0; c < G; ++c) prefetch_row(col + c * lda + kb, plan.ahead);
+#pragma GCC unroll 1
+    for (int k = kb; k < kb + plan.step; ++k) {
+      const xreal xk = static_cast<xreal>(x[Unit ? k : k * sx]);
+      for (int c = 0; c < G; ++c) acc[c] += static_cast<xreal>(col[c * lda + k]) * xk;
+    }
+  }
+  for (int p = 0; p < pairs; ++p)
+    for (int c = 2 * p + 1; c >= 2 * p; --c) {
+      T *yc = y + c * sy;
+      *yc = static_cast<T>(acc[c] * al + static_cast<xreal>(*yc));
+    }
+}
+
 // Transposed shape over one panel. Unit fixes both strides to 1 at compile time.
 template <class T, bool Unit>
 void gemv_t_panel(int n, const T *alpha, const T *a, index_t lda, const T *x, index_t incx, T *y,
                   index_t incy) {
-  using shape = real_gemv<T>;
-  constexpr prefetch_plan pair = shape::t_pair, last = shape::t_last;
+  constexpr prefetch_plan last = real_gemv<T>::t_last;
   const index_t sx = Unit ? 1 : incx, sy = Unit ? 1 : incy;
   const xreal al = static_cast<xreal>(*alpha);
   int j = 0;
-  for (; j + 2 <= n; j += 2) {
-    const T *c0 = a + j * lda, *c1 = c0 + lda;
-    xreal acc0 = 0, acc1 = 0;
-    for (int kb = 0; kb < gemv_panel_rows; kb += pair.step) {
-      if (kb < pair.end) {
-        prefetch_row(c0 + kb, pair.ahead);
-        prefetch_row(c1 + kb, pair.ahead);
-      }
-      for (int k = kb; k < kb + pair.step; ++k) {
-        const xreal xk = static_cast<xreal>(x[k * sx]);
-        acc0 += static_cast<xreal>(c0[k]) * xk;
-        acc1 += static_cast<xreal>(c1[k]) * xk;
-      }
-    }
-    T *y0 = y + j * sy, *y1 = y0 + sy;
-    *y1 = static_cast<T>(acc1 * al + static_cast<xreal>(*y1));
-    *y0 = static_cast<T>(acc0 * al + static_cast<xreal>(*y0));
+  for (; j + 4 <= n; j += 4) gemv_t_pairs<T, 2, Unit>(a + j * lda, lda, x, sx, al, y + j * sy, sy);
+  if (j + 2 <= n) {
+    gemv_t_pairs<T, 1, Unit>(a + j * lda, lda, x, sx, al, y + j * sy, sy);
+    j += 2;
   }
   if (j < n) {
     const T *c0 = a + j * lda;
