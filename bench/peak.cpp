@@ -54,21 +54,25 @@ double x87_peak_gflops() {
 }
 
 // Eight independent 4-lane chains of acc = acc + x * y, each rounded to single.
+// The eight products are of distinct pairs (four x by two y), so the compiler
+// can neither share a product between chains nor merge two equal chains: every
+// iteration really does eight multiplies and eight adds.
 double sse_peak_gflops() {
   constexpr long reps = 20000000;
   auto loop = [&] {
-    __m128 y = _mm_set1_ps(1.0000001f), x = _mm_set1_ps(0.5f);
+    __m128 x0 = _mm_set1_ps(1.0000001f), x1 = _mm_set1_ps(0.9999999f), x2 = _mm_set1_ps(1.0000002f),
+           x3 = _mm_set1_ps(0.9999998f), y0 = _mm_set1_ps(0.5f), y1 = _mm_set1_ps(0.25f);
     __m128 a0 = _mm_setzero_ps(), a1 = a0, a2 = a0, a3 = a0, a4 = a0, a5 = a0, a6 = a0, a7 = a0;
     for (long i = 0; i < reps; ++i) {
-      a0 = _mm_add_ps(a0, _mm_mul_ps(x, y));
-      a1 = _mm_add_ps(a1, _mm_mul_ps(y, x));
-      a2 = _mm_add_ps(a2, _mm_mul_ps(x, x));
-      a3 = _mm_add_ps(a3, _mm_mul_ps(y, y));
-      a4 = _mm_add_ps(a4, _mm_mul_ps(x, y));
-      a5 = _mm_add_ps(a5, _mm_mul_ps(y, x));
-      a6 = _mm_add_ps(a6, _mm_mul_ps(x, x));
-      a7 = _mm_add_ps(a7, _mm_mul_ps(y, y));
-      asm volatile("" : "+x"(x), "+x"(y));
+      a0 = _mm_add_ps(a0, _mm_mul_ps(x0, y0));
+      a1 = _mm_add_ps(a1, _mm_mul_ps(x1, y0));
+      a2 = _mm_add_ps(a2, _mm_mul_ps(x2, y0));
+      a3 = _mm_add_ps(a3, _mm_mul_ps(x3, y0));
+      a4 = _mm_add_ps(a4, _mm_mul_ps(x0, y1));
+      a5 = _mm_add_ps(a5, _mm_mul_ps(x1, y1));
+      a6 = _mm_add_ps(a6, _mm_mul_ps(x2, y1));
+      a7 = _mm_add_ps(a7, _mm_mul_ps(x3, y1));
+      asm volatile("" : "+x"(x0), "+x"(x1), "+x"(x2), "+x"(x3), "+x"(y0), "+x"(y1));
     }
     __m128 s = _mm_add_ps(_mm_add_ps(_mm_add_ps(a0, a1), _mm_add_ps(a2, a3)),
                           _mm_add_ps(_mm_add_ps(a4, a5), _mm_add_ps(a6, a7)));
