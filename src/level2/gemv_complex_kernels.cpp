@@ -193,46 +193,60 @@ constexpr int tail_t_group = 2;
 constexpr int tail_n_group = 4;
 constexpr int tail_column_block = 32;
 
+// `group` columns of the transposed tail, each summed over the tail's rows.
+template <class C, bool conj, int group>
+void gemv_tail_t_pass(int m, xcomplex al, const C *col, index_t lda, const C *x, index_t incx, C *y,
+                      index_t incy) {
+  xcomplex acc[group] = {};
+#pragma GCC unroll 1
+  for (int k = 0; k < m; ++k) {
+    const C &xk = x[k * incx];
+    for (int c = 0; c < group; ++c) mac<conj>(acc[c], col[c * lda + k], xk);
+  }
+  for (int c = 0; c < group; ++c) add_into(y + c * incy, times(al, acc[c]));
+}
+
 template <class C, bool conj>
 void gemv_tail_t(int m, int n, xcomplex al, const C *a, index_t lda, const C *x, index_t incx, C *y,
                  index_t incy) {
   int j = 0;
-  auto pass = [&](int group) {
-    xcomplex acc[tail_t_group] = {};
-    const C *col = a + j * lda;
-    for (int k = 0; k < m; ++k) {
-      const C &xk = x[k * incx];
-      for (int c = 0; c < group; ++c) mac<conj>(acc[c], col[c * lda + k], xk);
-    }
-    for (int c = 0; c < group; ++c) add_into(y + (j + c) * incy, times(al, acc[c]));
-    j += group;
-  };
-  while (j + tail_t_group <= n) pass(tail_t_group);
-  while (j < n) pass(1);
+  for (; j + tail_t_group <= n; j += tail_t_group)
+    gemv_tail_t_pass<C, conj, tail_t_group>(m, al, a + j * lda, lda, x, incx, y + j * incy, incy);
+  for (; j < n; ++j) gemv_tail_t_pass<C, conj, 1>(m, al, a + j * lda, lda, x, incx, y + j * incy, incy);
+}
+
+// `rows` rows of the plain tail over the columns [j0, j1), each a dot
+// product along the row, then added into y in row order. The first half of
+// a four-row group prefetches the group's rows four columns on.
+template <class C, int rows, bool prefetch>
+void gemv_tail_n_rows(int j0, int j1, xcomplex al, const C *a, index_t lda, const C *x, index_t incx, C *y,
+                      index_t incy) {
+  constexpr _mm_hint hint = complex_gemv<C>::tail_hint;
+  xcomplex acc[rows] = {};
+#pragma GCC unroll 1
+  for (int j = j0; j < j1; ++j) {
+    if (prefetch && (j - j0) % tail_n_group == 0)
+      for (int c = j + tail_n_group; c < j + 2 * tail_n_group && c < j1; ++c) prefetch_row<hint>(a + c * lda, 0);
+    const C &xj = x[j * incx];
+    for (int r = 0; r < rows; ++r) mac<false>(acc[r], a[j * lda + r], xj);
+  }
+  for (int r = 0; r < rows; ++r) add_into(y + r * incy, times(al, acc[r]));
 }
 
 template <class C>
 void gemv_tail_n(int m, int n, xcomplex al, const C *a, index_t lda, const C *x, index_t incx, C *y,
                  index_t incy) {
-  constexpr _mm_hint hint = complex_gemv<C>::tail_hint;
+  // A four-row group runs as two halves of two rows: the same sums and the
+  // same stores in the same order, with the x87 stack holding them all.
+  constexpr int half = tail_n_group / 2;
   for (int j0 = 0; j0 < n; j0 += tail_column_block) {
     const int j1 = n - j0 > tail_column_block ? j0 + tail_column_block : n;
     int i = 0;
-    auto pass = [&](int group) {
-      xcomplex acc[tail_n_group] = {};
-      const C *rows = a + i;
-      for (int j = j0; j < j1; ++j) {
-        if (group == tail_n_group && (j - j0) % tail_n_group == 0)
-          for (int c = j + tail_n_group; c < j + 2 * tail_n_group && c < j1; ++c)
-            prefetch_row<hint>(rows + c * lda, 0);
-        const C &xj = x[j * incx];
-        for (int r = 0; r < group; ++r) mac<false>(acc[r], rows[j * lda + r], xj);
-      }
-      for (int r = 0; r < group; ++r) add_into(y + (i + r) * incy, times(al, acc[r]));
-      i += group;
-    };
-    while (i + tail_n_group <= m) pass(tail_n_group);
-    while (i < m) pass(1);
+    for (; i + tail_n_group <= m; i += tail_n_group) {
+      gemv_tail_n_rows<C, half, true>(j0, j1, al, a + i, lda, x, incx, y + i * incy, incy);
+      gemv_tail_n_rows<C, half, false>(j0, j1, al, a + i + half, lda, x, incx, y + (i + half) * incy, incy);
+    }
+    for (; i < m; ++i) gemv_tail_n_rows<C, 1, false>(j0, j1, al, a + i, lda, x, incx, y + i * incy, incy);
   }
 }
 

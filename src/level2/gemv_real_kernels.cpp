@@ -140,18 +140,16 @@ void gemv_n_panel(int n, const T *alpha, const T *a, index_t lda, const T *x, in
 constexpr int tail_group = 4;
 constexpr int tail_row_step = 8;
 
-template <class T>
-void gemv_tail_t(int m, int n, const T *alpha, const T *a, index_t lda, const T *x, index_t incx, T *y,
-                 index_t incy) {
-  const xreal al = static_cast<xreal>(*alpha);
-  // Four columns a pass with unit x, two otherwise; the rest one at a time.
-  const int group = incx == 1 ? tail_group : 2;
-  int j = 0;
+// Columns of the transposed tail taken `group` at a time (four with unit x,
+// prefetched 32 bytes ahead every 8 rows; two otherwise), starting at column j.
+template <class T, int group>
+int gemv_tail_t_groups(int j, int m, int n, xreal al, const T *a, index_t lda, const T *x, index_t incx, T *y,
+                       index_t incy) {
   for (; j + group <= n; j += group) {
-    xreal acc[tail_group] = {0, 0, 0, 0};
+    xreal acc[group] = {};
     const T *col = a + j * lda;
     for (int k = 0; k < m; ++k) {
-      if (incx == 1 && k % tail_row_step == 0)
+      if (group == tail_group && k % tail_row_step == 0)
         for (int c = 0; c < group; ++c) prefetch_row(col + c * lda + k, 32);
       const xreal xk = static_cast<xreal>(x[k * incx]);
       for (int c = 0; c < group; ++c) acc[c] += static_cast<xreal>(col[c * lda + k]) * xk;
@@ -161,13 +159,16 @@ void gemv_tail_t(int m, int n, const T *alpha, const T *a, index_t lda, const T 
       *yc = static_cast<T>(static_cast<xreal>(*yc) + acc[c] * al);
     }
   }
-  for (; j < n; ++j) {
-    xreal acc = 0;
-    const T *col = a + j * lda;
-    for (int k = 0; k < m; ++k) acc += static_cast<xreal>(col[k]) * static_cast<xreal>(x[k * incx]);
-    T *yj = y + j * incy;
-    *yj = static_cast<T>(static_cast<xreal>(*yj) + acc * al);
-  }
+  return j;
+}
+
+template <class T>
+void gemv_tail_t(int m, int n, const T *alpha, const T *a, index_t lda, const T *x, index_t incx, T *y,
+                 index_t incy) {
+  const xreal al = static_cast<xreal>(*alpha);
+  int j = incx == 1 ? gemv_tail_t_groups<T, tail_group>(0, m, n, al, a, lda, x, incx, y, incy)
+                    : gemv_tail_t_groups<T, 2>(0, m, n, al, a, lda, x, incx, y, incy);
+  gemv_tail_t_groups<T, 1>(j, m, n, al, a, lda, x, incx, y, incy);
 }
 
 template <class T>
