@@ -2,6 +2,7 @@
 // flag combinations, and shapes with row, column and depth tails. Closes with
 // the n = 1024 NN rate put against the machine's x87 multiply-plus-add peak;
 // the peers (SSE2 or wider, double sums) show what the extended sums cost.
+#include <algorithm>
 #include <cstdio>
 #include <vector>
 
@@ -79,7 +80,8 @@ TAV_BENCH(dgemm) {
   if (nn1024 > 0) {
     const double work = 2.0 * 1024 * 1024 * 1024;
     const double rate = work / nn1024 * 1e-9;
-    const double peak = bench::x87_peak_gflops();
+    // Other load on the machine only lowers a peak: keep the better of two.
+    const double peak = std::max(bench::x87_peak_gflops(), bench::x87_peak_gflops());
     char text[240];
     std::snprintf(text, sizeof text, "dgemm_seq NN n=1024: %.2f GFLOP/s = %.0f%% of the x87 multiply+add peak %.2f GFLOP/s (sums in %s)",
                   rate, 100.0 * rate / peak, peak, sizeof(tav::xreal) > sizeof(double) ? "long double" : "double");

@@ -52,32 +52,15 @@ void dgemm_padpack_b_t(int cols, int depth, int full, const double *b, dindex ld
                        int stride);
 
 // Panel kernels: C += panel x B over `cols` columns (B read with `ldb`).
-void dgemm_panel_16x64(int cols, const double *panel, const double *b, dindex ldb, double *c, dindex ldc);
-void dgemm_panel_8x64(int cols, const double *panel, const double *b, dindex ldb, double *c, dindex ldc);
-void dgemm_panel_4x64(int cols, const double *panel, const double *b, dindex ldb, double *c, dindex ldc);
-void dgemm_panel_16x48(int cols, const double *panel, const double *b, dindex ldb, double *c, dindex ldc);
-void dgemm_panel_32x32(int cols, const double *panel, const double *b, dindex ldb, double *c, dindex ldc);
-void dgemm_panel_32x16(int cols, const double *panel, const double *b, dindex ldb, double *c, dindex ldc);
+using dgemm_panel_kernel = void(int cols, const double *panel, const double *b, dindex ldb, double *c, dindex ldc);
+dgemm_panel_kernel dgemm_panel_16x64, dgemm_panel_8x64, dgemm_panel_4x64, dgemm_panel_16x48, dgemm_panel_32x32,
+    dgemm_panel_32x16;
 
 // Edge kernels: C += alpha op(A) op(B) straight from A and B. The edge64 kernels
 // run exactly 64 depth steps (their `depth` is not read); the others any depth.
-using dgemm_edge_fn = void (*)(int rows, int cols, int depth, double alpha, const double *a, dindex lda,
+using dgemm_edge_kernel = void(int rows, int cols, int depth, double alpha, const double *a, dindex lda,
                                const double *b, dindex ldb, double *c, dindex ldc);
-void dgemm_edge64_nn(int rows, int cols, int depth, double alpha, const double *a, dindex lda,
-                     const double *b, dindex ldb, double *c, dindex ldc);
-void dgemm_edge64_tn(int rows, int cols, int depth, double alpha, const double *a, dindex lda,
-                     const double *b, dindex ldb, double *c, dindex ldc);
-void dgemm_edge64_nt(int rows, int cols, int depth, double alpha, const double *a, dindex lda,
-                     const double *b, dindex ldb, double *c, dindex ldc);
-void dgemm_edge64_tt(int rows, int cols, int depth, double alpha, const double *a, dindex lda,
-                     const double *b, dindex ldb, double *c, dindex ldc);
-void dgemm_edge_nn(int rows, int cols, int depth, double alpha, const double *a, dindex lda,
-                   const double *b, dindex ldb, double *c, dindex ldc);
-void dgemm_edge_tn(int rows, int cols, int depth, double alpha, const double *a, dindex lda,
-                   const double *b, dindex ldb, double *c, dindex ldc);
-void dgemm_edge_nt(int rows, int cols, int depth, double alpha, const double *a, dindex lda,
-                   const double *b, dindex ldb, double *c, dindex ldc);
-void dgemm_edge_tt(int rows, int cols, int depth, double alpha, const double *a, dindex lda,
-                   const double *b, dindex ldb, double *c, dindex ldc);
+dgemm_edge_kernel dgemm_edge64_nn, dgemm_edge64_tn, dgemm_edge64_nt, dgemm_edge64_tt;
+dgemm_edge_kernel dgemm_edge_nn, dgemm_edge_tn, dgemm_edge_nt, dgemm_edge_tt;
 
 }  // namespace tav

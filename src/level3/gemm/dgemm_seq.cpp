@@ -19,7 +19,7 @@
 namespace tav {
 namespace {
 
-using panel_fn = void (*)(int, const double *, const double *, dindex, double *, dindex);
+using panel_fn = dgemm_panel_kernel *;
 using pack_a_fn = void (*)(const double *, dindex, int, int, double *, double);
 using padpack_a_fn = void (*)(const double *, dindex, int, int, int, double *, double);
 using padpack_b_fn = void (*)(int, int, int, const double *, dindex, double *, int);
@@ -45,6 +45,12 @@ void apply_beta(int rows, int cols, double beta, double *c, dindex ldc) {
   }
 }
 
+// Where a panel kernel reads B: in place, or the packed block.
+struct b_source {
+  const double *b;
+  dindex ld;
+};
+
 // The operands of one call: where op(A)(i, p) and op(B)(p, j) lie, and the
 // routines that suit the two flags.
 struct operands {
@@ -56,10 +62,16 @@ struct operands {
   pack_a_fn pack_a;
   padpack_a_fn padpack_a;
   padpack_b_fn padpack_b;
-  dgemm_edge_fn edge64, edge;
+  dgemm_edge_kernel *edge64, *edge;
 
   const double *a_at(int i, int p) const { return a_direct ? a + i + p * lda : a + p + i * lda; }
   const double *b_at(int p, int j) const { return b_direct ? b + p + j * ldb : b + j + p * ldb; }
+  // A direct B is read where it lies; a transposed one is packed first.
+  b_source b_for_panels(int p, int j, int nb, int depth, double *block) const {
+    if (b_direct) return {b_at(p, j), ldb};
+    dgemm_pack_b_t(nb, depth, b_at(p, j), ldb, block, dgemm_b_stride);
+    return {block, dgemm_b_stride};
+  }
 };
 
 operands choose(char transa, char transb, const double *a, dindex lda, const double *b, dindex ldb) {
@@ -100,7 +112,7 @@ void dgemm_seq(const char *transa, const char *transb, const int *m, const int *
   const int rows = *m, cols = *n, depth = *k;
   if (rows <= 0 || cols <= 0) return;
   const operands op = choose(*transa, *transb, a, *lda, b, *ldb);
-  const dindex ldc_ = *ldc;
+  const dindex c_ld = *ldc;
 
   alignas(16) double a_panel[dgemm_a_panel_size];
   alignas(16) double b_block[dgemm_b_block_size];
@@ -113,20 +125,14 @@ void dgemm_seq(const char *transa, const char *transb, const int *m, const int *
     const int nb = std::min(dgemm_c_block, cols - j0);
     for (int i0 = 0; i0 < rows; i0 += dgemm_c_block) {
       const int mb = std::min(dgemm_c_block, rows - i0);
-      double *cb = c + i0 + j0 * ldc_;
-      apply_beta(mb, nb, *beta, cb, ldc_);
+      double *cb = c + i0 + j0 * c_ld;
+      apply_beta(mb, nb, *beta, cb, c_ld);
       const int rows_main = mb / dgemm_panel_rows * dgemm_panel_rows;
       for (int kk = 0; kk < k_main; kk += dgemm_depth_block) {
-        const double *bk = op.b_at(kk, j0);
-        dindex bk_ld = op.ldb;
-        if (!op.b_direct) {
-          dgemm_pack_b_t(nb, dgemm_depth_block, bk, op.ldb, b_block, dgemm_b_stride);
-          bk = b_block;
-          bk_ld = dgemm_b_stride;
-        }
+        const b_source bk = op.b_for_panels(kk, j0, nb, dgemm_depth_block, b_block);
         auto panel = [&](int ii, int panel_rows, panel_fn kernel) {
           op.pack_a(op.a_at(i0 + ii, kk), op.lda, panel_rows, dgemm_depth_block, a_panel, *alpha);
-          kernel(nb, a_panel, bk, bk_ld, cb + ii, ldc_);
+          kernel(nb, a_panel, bk.b, bk.ld, cb + ii, c_ld);
         };
         int ii = 0;
         for (; ii < rows_main; ii += dgemm_panel_rows) panel(ii, dgemm_panel_rows, dgemm_panel_16x64);
@@ -140,7 +146,7 @@ void dgemm_seq(const char *transa, const char *transb, const int *m, const int *
         }
         if (mb - ii > 0)
           op.edge64(mb - ii, nb, dgemm_depth_block, *alpha, op.a_at(i0 + ii, kk), op.lda, op.b_at(kk, j0), op.ldb,
-                    cb + ii, ldc_);
+                    cb + ii, c_ld);
       }
     }
   }
@@ -160,11 +166,11 @@ void dgemm_seq(const char *transa, const char *transb, const int *m, const int *
       op.padpack_b(nb, k_tail, dgemm_depth_block, op.b_at(k_main, j0), op.ldb, b_block, dgemm_b_stride);
       for (int ii = 0; ii < rows_main; ii += dgemm_panel_rows) {
         op.padpack_a(op.a_at(ii, k_main), op.lda, dgemm_panel_rows, k_tail, dgemm_depth_block, a_panel, *alpha);
-        dgemm_panel_16x64(nb, a_panel, b_block, dgemm_b_stride, c + ii + j0 * ldc_, ldc_);
+        dgemm_panel_16x64(nb, a_panel, b_block, dgemm_b_stride, c + ii + j0 * c_ld, c_ld);
       }
       if (rows > rows_main)
         op.edge(rows - rows_main, nb, k_tail, *alpha, op.a_at(rows_main, k_main), op.lda, op.b_at(k_main, j0),
-                op.ldb, c + rows_main + j0 * ldc_, ldc_);
+                op.ldb, c + rows_main + j0 * c_ld, c_ld);
     }
     return;
   }
@@ -182,28 +188,22 @@ void dgemm_seq(const char *transa, const char *transb, const int *m, const int *
     const int rows_main = rows / panel_rows * panel_rows;
     for (int j0 = 0; j0 < cols; j0 += dgemm_tail_cols) {
       const int nb = std::min(dgemm_tail_cols, cols - j0);
-      const double *bk = op.b_at(k_main, j0);
-      dindex bk_ld = op.ldb;
-      if (!op.b_direct) {
-        dgemm_pack_b_t(nb, d, bk, op.ldb, b_block, dgemm_b_stride);
-        bk = b_block;
-        bk_ld = dgemm_b_stride;
-      }
+      const b_source bk = op.b_for_panels(k_main, j0, nb, d, b_block);
       for (int ii = 0; ii < rows_main; ii += panel_rows) {
         op.pack_a(op.a_at(ii, k_main), op.lda, panel_rows, d, a_panel, *alpha);
-        kernel(nb, a_panel, bk, bk_ld, c + ii + j0 * ldc_, ldc_);
+        kernel(nb, a_panel, bk.b, bk.ld, c + ii + j0 * c_ld, c_ld);
       }
       if (rows > rows_main)
         op.edge(rows - rows_main, nb, d, *alpha, op.a_at(rows_main, k_main), op.lda, op.b_at(k_main, j0), op.ldb,
-                c + rows_main + j0 * ldc_, ldc_);
+                c + rows_main + j0 * c_ld, c_ld);
       // The steps past d, over all rows.
-      if (k_tail > d) tail_edges(op, 0, rows, j0, nb, k_main + d, k_tail - d, *alpha, c, ldc_);
+      if (k_tail > d) tail_edges(op, 0, rows, j0, nb, k_main + d, k_tail - d, *alpha, c, c_ld);
     }
     return;
   }
 
   for (int j0 = 0; j0 < cols; j0 += dgemm_tail_cols)
-    tail_edges(op, 0, rows, j0, std::min(dgemm_tail_cols, cols - j0), k_main, k_tail, *alpha, c, ldc_);
+    tail_edges(op, 0, rows, j0, std::min(dgemm_tail_cols, cols - j0), k_main, k_tail, *alpha, c, c_ld);
 }
 
 }  // namespace tav
