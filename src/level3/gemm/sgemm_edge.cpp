@@ -24,17 +24,34 @@ inline float op_at(const float *x, int ld, int i, int p) {
   return Trans ? x[p + static_cast<std::ptrdiff_t>(i) * ld] : x[i + static_cast<std::ptrdiff_t>(p) * ld];
 }
 
+// Stores sum * alpha + C, rounded once.
+inline void finish(float *cij, xreal sum, xreal al) {
+  *cij = static_cast<float>(sum * al + static_cast<xreal>(*cij));
+}
+
+// One tile of rows i .. i + Tile - 1 in column j. The sums are named
+// variables rather than an array so that they stay in registers.
 template <bool TransA, bool TransB, int Tile>
 void edge_tile(int i, int j, int depth, xreal al, const float *a, int lda, const float *b, int ldb,
                float *c, int ldc) {
-  xreal sum[Tile];
-  for (int t = 0; t < Tile; ++t) sum[t] = 0;
+  static_assert(Tile == 1 || Tile == 2 || Tile == 4, "row tiles of 4, 2 and 1");
+  xreal s0 = 0, s1 = 0, s2 = 0, s3 = 0;
   for (int p = 0; p < depth; ++p) {
     const xreal bp = static_cast<xreal>(op_at<TransB>(b, ldb, p, j));
-    for (int t = 0; t < Tile; ++t) sum[t] = sum[t] + static_cast<xreal>(op_at<TransA>(a, lda, i + t, p)) * bp;
+    s0 = s0 + static_cast<xreal>(op_at<TransA>(a, lda, i, p)) * bp;
+    if (Tile >= 2) s1 = s1 + static_cast<xreal>(op_at<TransA>(a, lda, i + 1, p)) * bp;
+    if (Tile == 4) {
+      s2 = s2 + static_cast<xreal>(op_at<TransA>(a, lda, i + 2, p)) * bp;
+      s3 = s3 + static_cast<xreal>(op_at<TransA>(a, lda, i + 3, p)) * bp;
+    }
   }
   float *cj = c + static_cast<std::ptrdiff_t>(j) * ldc + i;
-  for (int t = 0; t < Tile; ++t) cj[t] = static_cast<float>(sum[t] * al + static_cast<xreal>(cj[t]));
+  finish(cj, s0, al);
+  if (Tile >= 2) finish(cj + 1, s1, al);
+  if (Tile == 4) {
+    finish(cj + 2, s2, al);
+    finish(cj + 3, s3, al);
+  }
 }
 
 // Row tiles from largest to smallest; the smallest is 1, so every row is taken.
