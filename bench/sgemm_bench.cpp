@@ -1,6 +1,7 @@
 // sgemm_seq on one thread beside the peers' sgemm_: square sizes in all four
 // flag combinations, and tall and skinny shapes. Closes with the n = 1024 NN
 // rate put against the machine's SSE multiply-plus-add peak.
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -39,7 +40,6 @@ TAV_BENCH(sgemm) {
   for (const Shape &s : thin) shapes.push_back(s);
 
   const float alpha = 0.75f, beta = 1.25f;
-  double nn1024 = 0, core2_1024 = 0;
   for (const Shape &s : shapes) {
     const int lda = s.ta == 'N' ? s.m : s.k, ldb = s.tb == 'N' ? s.k : s.n, ldc = s.m;
     const int acols = s.ta == 'N' ? s.k : s.m, bcols = s.tb == 'N' ? s.n : s.k;
@@ -68,23 +68,38 @@ TAV_BENCH(sgemm) {
       if (f && !(p.label == "refblas" && row.work > slow_peer_flops))
         t = b.time([&] { run(f, (flip ^= 1) ? beta : 0.8f); }, 0.3);
       row.peers.push_back(t);
-      if (p.label == "ob-core2" && s.m == 1024 && s.n == 1024 && s.k == 1024 && s.ta == 'N' && s.tb == 'N')
-        core2_1024 = t;
     }
-    if (s.m == 1024 && s.n == 1024 && s.k == 1024 && s.ta == 'N' && s.tb == 'N') nn1024 = row.tav;
     b.add(row);
   }
-  if (nn1024 > 0) {
-    const double rate = 2.0 * 1024 * 1024 * 1024 / nn1024 * 1e-9;
-    const double peak = bench::sse_peak_gflops();
-    char text[200];
-    std::snprintf(text, sizeof text,
-                  "sgemm_seq NN n=1024: %.2f GFLOP/s = %.0f%% of the SSE multiply+add peak %.2f GFLOP/s%s",
-                  rate, 100.0 * rate / peak, peak, core2_1024 > 0 ? "" : " (no ob-core2 peer)");
+  // The figure: n = 1024 NN against the SSE peak and the Core2 kernels. On
+  // a shared machine the rates drift with the load, so the peak, tav and the
+  // peer are measured in alternation, and the best of each is kept.
+  const Shape fig{1024, 1024, 1024, 'N', 'N'};
+  std::vector<float> a(1024 * 1024), bm(1024 * 1024), c(1024 * 1024, 0.0f);
+  for (size_t i = 0; i < a.size(); ++i) a[i] = static_cast<float>((i * 7919 % 1000) * 1e-3 - 0.5);
+  for (size_t i = 0; i < bm.size(); ++i) bm[i] = static_cast<float>((i * 104729 % 1000) * 1e-3 - 0.5);
+  sgemm_fn core2 = nullptr;
+  for (const bench::Peer &p : b.peers())
+    if (p.label == "ob-core2") core2 = p.fn<sgemm_fn>("sgemm_");
+  const float one = 1.0f;
+  auto call = [&](sgemm_fn f) {
+    f(&fig.ta, &fig.tb, &fig.m, &fig.n, &fig.k, &alpha, a.data(), &fig.m, bm.data(), &fig.k, &one, c.data(),
+      &fig.m);
+  };
+  double peak = 0, best_tav = 1e30, best_core2 = 1e30;
+  for (int round = 0; round < (b.quick() ? 2 : 5); ++round) {
+    peak = std::max(peak, bench::sse_peak_gflops());
+    best_tav = std::min(best_tav, b.time([&] { call(tav::sgemm_seq); }, 0.2));
+    if (core2) best_core2 = std::min(best_core2, b.time([&] { call(core2); }, 0.2));
+  }
+  const double rate = 2.0 * 1024 * 1024 * 1024 / best_tav * 1e-9;
+  char text[200];
+  std::snprintf(text, sizeof text, "sgemm_seq NN n=1024: %.2f GFLOP/s = %.0f%% of the SSE multiply+add peak %.2f GFLOP/s",
+                rate, 100.0 * rate / peak, peak);
+  b.note(text);
+  if (core2) {
+    std::snprintf(text, sizeof text, "sgemm_seq NN n=1024 against ob-core2 (%.2f GFLOP/s): %.2fx",
+                  2.0 * 1024 * 1024 * 1024 / best_core2 * 1e-9, best_core2 / best_tav);
     b.note(text);
-    if (core2_1024 > 0) {
-      std::snprintf(text, sizeof text, "sgemm_seq NN n=1024 against ob-core2: %.2fx", core2_1024 / nn1024);
-      b.note(text);
-    }
   }
 }
