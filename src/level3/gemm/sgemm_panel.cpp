@@ -9,6 +9,7 @@
 // pass over the column so that one broadcast serves eight accumulators; every
 // element still sees exactly the operations above, in the same order.
 
+#include <emmintrin.h>
 #include <xmmintrin.h>
 
 #include <cstddef>
@@ -25,6 +26,25 @@ constexpr int stripe = sgemm_blocks::short_rows;
 constexpr int b_prefetch_bytes[7] = {0x40, 0x64, 0x84, 0xA4, 0xC4, 0xE4, 0x104};
 
 inline void prefetch_t0(const void *p) { _mm_prefetch(static_cast<const char *>(p), _MM_HINT_T0); }
+
+// B(p, j) in all four lanes, bit for bit. The element is taken from the
+// group of four depth steps that holds it, loaded whole and spread with an
+// integer shuffle; the group lies inside the column's depth (a multiple of
+// 16), so nothing beyond the block is read. On this machine the shuffle
+// competes less with the multiplies and adds than a single load and shufps.
+inline __m128 broadcast(const float *bj, int p) {
+  const __m128i quad = _mm_castps_si128(_mm_loadu_ps(bj + (p & ~3)));
+  switch (p & 3) {
+    case 0:
+      return _mm_castsi128_ps(_mm_shuffle_epi32(quad, 0x00));
+    case 1:
+      return _mm_castsi128_ps(_mm_shuffle_epi32(quad, 0x55));
+    case 2:
+      return _mm_castsi128_ps(_mm_shuffle_epi32(quad, 0xAA));
+    default:
+      return _mm_castsi128_ps(_mm_shuffle_epi32(quad, 0xFF));
+  }
+}
 
 // An empty statement that ties the broadcast of a depth step to the
 // accumulators of the step before. It emits no instruction; it keeps the
@@ -66,7 +86,7 @@ void panel_kernel(int cols, const float *panel, const float *b, int ldb, float *
         for (int s = 0; s < Stripes; ++s)
           prefetch_t0(reinterpret_cast<const char *>(cj + s * stripe) + 0x20);
       }
-      __m128 bp = _mm_set1_ps(bj[p]);
+      __m128 bp = broadcast(bj, p);
       hold_in_order(bp, acc);
 #pragma GCC unroll 2
       for (int s = 0; s < Stripes; ++s) {
