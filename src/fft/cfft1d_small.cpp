@@ -12,6 +12,8 @@
 // data), then stages of growing span that multiply by the conjugate twiddles
 // before the sums; the scale multiplies the outputs of the last stage.
 // n = 2, 4, 8 are straight-line extended-precision code.
+#include <emmintrin.h>
+
 #include "fft/cfft1d_kernels.h"
 #include "fft/cfft1d_vec.h"
 #include "fft/fft_tables.h"
@@ -158,28 +160,100 @@ inline void dit4_x(xc y0, xc y1, xc y2, xc y3, xc x[4]) {
   x[3] = d - u;
 }
 
-// The last two forward levels on each 32-byte block: blocked in, interleaved out.
-void dif4_last(float *a, int length) {
-  for (int k = 0; k < length; k += 4) {
-    float *p = a + 2 * k;
-    xc y[4];
-    dif4_x(widen(p[0], p[4]), widen(p[1], p[5]), widen(p[2], p[6]), widen(p[3], p[7]), y);
-    for (int l = 0; l < 4; ++l) store_i(p, l, y[l]);
+// ---- the four-point levels ----------------------------------------------------
+//
+// These sums are extended-precision sums of four single values, rounded once
+// at the store. When the eight values of a block lie within 2^27 of each other
+// in magnitude (zeros aside) and are finite, every partial sum of up to four of
+// them fits 53 bits exactly, so the extended sums are exact and the same sums in
+// packed double precision give the same exact values and the same rounded
+// results; such blocks take that faster road. Other blocks run in xreal.
+
+// True when the partial sums of four values from any block of the `vectors`
+// vectors at p are exact in double: the largest magnitude finite, and every
+// value either zero or at least that magnitude times 2^-27. (A NaN fails the
+// second test.)
+inline bool sums_exact_in_double(const float *p, int vectors) {
+  const __m128 magnitude = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
+  __m128 hi = _mm_setzero_ps();
+  for (int v = 0; v < vectors; ++v) hi = _mm_max_ps(hi, _mm_and_ps(_mm_loadu_ps(p + 4 * v), magnitude));
+  hi = _mm_max_ps(hi, _mm_movehl_ps(hi, hi));
+  hi = _mm_max_ss(hi, _mm_shuffle_ps(hi, hi, 1));
+  const float largest = _mm_cvtss_f32(hi);
+  if (!(largest < __builtin_inff())) return false;
+  const __m128 least = _mm_set1_ps(largest * 0x1p-27f), zero = _mm_setzero_ps();
+  __m128 ok = _mm_castsi128_ps(_mm_set1_epi32(-1));
+  for (int v = 0; v < vectors; ++v) {
+    const __m128 ax = _mm_and_ps(_mm_loadu_ps(p + 4 * v), magnitude);
+    ok = _mm_and_ps(ok, _mm_or_ps(_mm_cmpge_ps(ax, least), _mm_cmpeq_ps(ax, zero)));
+  }
+  return _mm_movemask_ps(ok) == 0xf;
+}
+
+// Blocks are tested four at a time (one test for 32 values), and one by one
+// only when a group of four fails.
+constexpr int blocks_per_test = 4;
+
+constexpr bool xreal_is_double = sizeof(xreal) == sizeof(double);
+
+inline __m128d times_i_pd(__m128d v) { return _mm_xor_pd(_mm_shuffle_pd(v, v, 1), _mm_set_pd(0.0, -0.0)); }
+inline __m128d times_minus_i_pd(__m128d v) { return _mm_xor_pd(_mm_shuffle_pd(v, v, 1), _mm_set_pd(-0.0, 0.0)); }
+inline __m128 pair_of(__m128d lo, __m128d hi) { return _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi)); }
+
+// The last two forward levels on one 32-byte block: blocked in, interleaved out.
+void dif4_last_block(float *p, bool exact) {
+  if (exact) {
+    const __m128 re = _mm_loadu_ps(p), im = _mm_loadu_ps(p + 4);
+    const __m128 x01 = _mm_unpacklo_ps(re, im), x23 = _mm_unpackhi_ps(re, im);
+    const __m128d x0 = _mm_cvtps_pd(x01), x1 = _mm_cvtps_pd(_mm_movehl_ps(x01, x01));
+    const __m128d x2 = _mm_cvtps_pd(x23), x3 = _mm_cvtps_pd(_mm_movehl_ps(x23, x23));
+    const __m128d s02 = _mm_add_pd(x0, x2), d02 = _mm_sub_pd(x0, x2);
+    const __m128d s13 = _mm_add_pd(x1, x3), d13 = _mm_sub_pd(x1, x3);
+    _mm_storeu_ps(p, pair_of(_mm_add_pd(s02, s13), _mm_sub_pd(s02, s13)));
+    _mm_storeu_ps(p + 4, pair_of(_mm_add_pd(d02, times_minus_i_pd(d13)), _mm_add_pd(d02, times_i_pd(d13))));
+    return;
+  }
+  xc y[4];
+  dif4_x(widen(p[0], p[4]), widen(p[1], p[5]), widen(p[2], p[6]), widen(p[3], p[7]), y);
+  for (int l = 0; l < 4; ++l) store_i(p, l, y[l]);
+}
+
+// The first two backward levels on one block: interleaved in, blocked out.
+void dit4_first_block(float *p, bool exact) {
+  if (exact) {
+    const __m128 y01 = _mm_loadu_ps(p), y23 = _mm_loadu_ps(p + 4);
+    const __m128d y0 = _mm_cvtps_pd(y01), y1 = _mm_cvtps_pd(_mm_movehl_ps(y01, y01));
+    const __m128d y2 = _mm_cvtps_pd(y23), y3 = _mm_cvtps_pd(_mm_movehl_ps(y23, y23));
+    const __m128d s = _mm_add_pd(y0, y1), d = _mm_sub_pd(y0, y1), e = _mm_add_pd(y2, y3);
+    const __m128d u = times_i_pd(_mm_sub_pd(y2, y3));
+    const __m128 x01 = pair_of(_mm_add_pd(s, e), _mm_add_pd(d, u));
+    const __m128 x23 = pair_of(_mm_sub_pd(s, e), _mm_sub_pd(d, u));
+    _mm_storeu_ps(p, _mm_shuffle_ps(x01, x23, 0x88));
+    _mm_storeu_ps(p + 4, _mm_shuffle_ps(x01, x23, 0xdd));
+    return;
+  }
+  xc x[4];
+  dit4_x(load_i(p, 0), load_i(p, 1), load_i(p, 2), load_i(p, 3), x);
+  for (int l = 0; l < 4; ++l) {
+    p[l] = static_cast<float>(x[l].re);
+    p[4 + l] = static_cast<float>(x[l].im);
   }
 }
 
-// The first two backward levels: interleaved in, blocked out.
-void dit4_first(float *a, int length) {
-  for (int k = 0; k < length; k += 4) {
-    float *p = a + 2 * k;
-    xc x[4];
-    dit4_x(load_i(p, 0), load_i(p, 1), load_i(p, 2), load_i(p, 3), x);
-    for (int l = 0; l < 4; ++l) {
-      p[l] = static_cast<float>(x[l].re);
-      p[4 + l] = static_cast<float>(x[l].im);
+template <class Block>
+void four_point_level(float *a, int length, Block block) {
+  for (int k = 0; k < length; k += 4 * blocks_per_test) {
+    float *group = a + 2 * k;
+    const bool all_exact = xreal_is_double || sums_exact_in_double(group, 2 * blocks_per_test);
+    for (int i = 0; i < blocks_per_test; ++i) {
+      float *p = group + 8 * i;
+      block(p, all_exact || sums_exact_in_double(p, 2));
     }
   }
 }
+
+void dif4_last(float *a, int length) { four_point_level(a, length, dif4_last_block); }
+void dit4_first(float *a, int length) { four_point_level(a, length, dit4_first_block); }
 
 // n = 2, 4, 8, forward.
 void fwd_tiny(float *a, int m, const unsigned char *w) {

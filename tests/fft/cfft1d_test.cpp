@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <omp.h>
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <cstdint>
@@ -11,6 +12,7 @@
 
 #include "fft/cfft1d_kernels.h"
 #include "fft/fft_tables.h"
+#include "frame/xreal.h"
 #include "support/buffers.h"
 #include "tav_q7.h"
 
@@ -165,6 +167,120 @@ TEST(Cfft1d, AlignmentsGiveTheSameBits) {
       eight.call(isign);
       EXPECT_TRUE(shifted.data.same_bits(aligned.data)) << "n=" << n << " isign=" << isign;
       EXPECT_TRUE(eight.data.same_bits(aligned.data)) << "n=" << n << " isign=" << isign;
+    }
+  }
+}
+
+// ---- 16 points, step by step -------------------------------------------------
+
+struct cf {
+  float re, im;
+};
+cf operator+(cf a, cf b) { return {a.re + b.re, a.im + b.im}; }
+cf operator-(cf a, cf b) { return {a.re - b.re, a.im - b.im}; }
+cf times_w(cf a, cf w) { return {a.re * w.re - a.im * w.im, a.re * w.im + a.im * w.re}; }
+cf times_conj_w(cf a, cf w) { return {a.re * w.re + a.im * w.im, a.im * w.re - a.re * w.im}; }
+
+struct cx {
+  tav::xreal re, im;
+};
+cx widen(cf a) { return {static_cast<tav::xreal>(a.re), static_cast<tav::xreal>(a.im)}; }
+cf round_down(cx a) { return {static_cast<float>(a.re), static_cast<float>(a.im)}; }
+
+// w^j, w^2j, w^3j of the 16-point stage table for j = 0..3.
+cf stage16(int power, int j) {
+  const float *t = tav::cfft1d_stage_table(4);
+  return {t[8 * (power - 1) + j], t[8 * (power - 1) + 4 + j]};
+}
+
+// Forward: a radix-4 stage of single roundings, then per four-point block
+// extended sums rounded once, then the bit reversal.
+std::vector<cf> forward16(const std::vector<cf> &x) {
+  std::vector<cf> y(16), z(16), out(16);
+  for (int j = 0; j < 4; ++j) {
+    cf s02 = x[j] + x[j + 8], d02 = x[j] - x[j + 8], s13 = x[j + 4] + x[j + 12], d13 = x[j + 4] - x[j + 12];
+    y[j] = s02 + s13;
+    y[j + 4] = times_w(s02 - s13, stage16(2, j));
+    y[j + 8] = times_w({d02.re + d13.im, d02.im - d13.re}, stage16(1, j));
+    y[j + 12] = times_w({d02.re - d13.im, d02.im + d13.re}, stage16(3, j));
+  }
+  for (int b = 0; b < 16; b += 4) {
+    cx y0 = widen(y[b]), y1 = widen(y[b + 1]), y2 = widen(y[b + 2]), y3 = widen(y[b + 3]);
+    cx s02{y0.re + y2.re, y0.im + y2.im}, d02{y0.re - y2.re, y0.im - y2.im};
+    cx s13{y1.re + y3.re, y1.im + y3.im}, d13{y1.re - y3.re, y1.im - y3.im};
+    z[b] = round_down({s02.re + s13.re, s02.im + s13.im});
+    z[b + 1] = round_down({s02.re - s13.re, s02.im - s13.im});
+    z[b + 2] = round_down({d02.re + d13.im, d02.im - d13.re});
+    z[b + 3] = round_down({d02.re - d13.im, d02.im + d13.re});
+  }
+  for (int k = 0; k < 16; ++k) out[reverse_bits(k, 16)] = z[k];
+  return out;
+}
+
+// Backward: the bit reversal, extended four-point sums rounded once, then a
+// radix-4 stage with conjugate twiddles and the scale, each step single.
+std::vector<cf> backward16(const std::vector<cf> &x) {
+  std::vector<cf> y(16), z(16), out(16);
+  for (int k = 0; k < 16; ++k) y[k] = x[reverse_bits(k, 16)];
+  for (int b = 0; b < 16; b += 4) {
+    cx y0 = widen(y[b]), y1 = widen(y[b + 1]), y2 = widen(y[b + 2]), y3 = widen(y[b + 3]);
+    cx s{y0.re + y1.re, y0.im + y1.im}, d{y0.re - y1.re, y0.im - y1.im};
+    cx e{y2.re + y3.re, y2.im + y3.im}, f{y2.re - y3.re, y2.im - y3.im};
+    z[b] = round_down({s.re + e.re, s.im + e.im});
+    z[b + 1] = round_down({d.re - f.im, d.im + f.re});
+    z[b + 2] = round_down({s.re - e.re, s.im - e.im});
+    z[b + 3] = round_down({d.re + f.im, d.im - f.re});
+  }
+  const float scale = 1.0f / 16;
+  for (int j = 0; j < 4; ++j) {
+    cf y0 = z[j], c1 = times_conj_w(z[j + 4], stage16(2, j));
+    cf c2 = times_conj_w(z[j + 8], stage16(1, j)), c3 = times_conj_w(z[j + 12], stage16(3, j));
+    cf s = y0 + c1, d = y0 - c1, e = c2 + c3, f = c2 - c3;
+    const cf results[4] = {s + e, {d.re - f.im, d.im + f.re}, s - e, {d.re + f.im, d.im - f.re}};
+    for (int q = 0; q < 4; ++q) out[j + 4 * q] = {results[q].re * scale, results[q].im * scale};
+  }
+  return out;
+}
+
+// Blocks of values within 2^27 of each other and blocks spread far wider (and
+// zeros) all give the bits of this order of operations.
+TEST(Cfft1d, SixteenPointsFollowTheirOrderOfOperations) {
+  for (int trial = 0; trial < 40; ++trial) {
+    const int spread = trial % 2 == 0 ? 3 : 45;
+    problem p(16, 900 + trial);
+    tavtest::fill_random(p.data.data(), 32, 900 + trial, spread);
+    if (trial % 5 == 4) p.data[2] = p.data[9] = 0.0f, p.data[20] = -0.0f;
+    std::vector<cf> x(16);
+    for (int k = 0; k < 16; ++k) x[k] = {p.data[2 * k], p.data[2 * k + 1]};
+    const int isign = trial % 4 < 2 ? -1 : 1;
+    const std::vector<cf> want = isign < 0 ? forward16(x) : backward16(x);
+    p.call(isign);
+    for (int k = 0; k < 16; ++k) {
+      EXPECT_EQ(tavtest::bits_of(p.data[2 * k]), tavtest::bits_of(want[k].re)) << "trial " << trial << " k " << k;
+      EXPECT_EQ(tavtest::bits_of(p.data[2 * k + 1]), tavtest::bits_of(want[k].im)) << "trial " << trial << " k " << k;
+    }
+  }
+  // 1 + 2^-24 + 2^-60 rounds up to 1 + 2^-23 when summed in extended precision
+  // and ties down to 1 through a double sum: the first block must take the
+  // extended road, in both directions (elements 0, 1, 2 reach block 0 forward;
+  // 0, 8, 4 backward).
+  for (int isign : {-1, 1}) {
+    problem p(16, 1);
+    std::fill(p.data.data(), p.data.data() + 32, 0.0f);
+    const int at[3] = {0, isign < 0 ? 1 : 8, isign < 0 ? 2 : 4};
+    p.data[2 * at[0]] = 1.0f;
+    p.data[2 * at[1]] = 0x1p-24f;
+    p.data[2 * at[2]] = 0x1p-60f;
+    std::vector<cf> x(16);
+    for (int k = 0; k < 16; ++k) x[k] = {p.data[2 * k], p.data[2 * k + 1]};
+    const std::vector<cf> want = isign < 0 ? forward16(x) : backward16(x);
+    if (sizeof(tav::xreal) > sizeof(double)) {
+      EXPECT_EQ(want[0].re, isign < 0 ? 1.0f + 0x1p-23f : (1.0f + 0x1p-23f) / 16);
+    }
+    p.call(isign);
+    for (int k = 0; k < 16; ++k) {
+      EXPECT_EQ(tavtest::bits_of(p.data[2 * k]), tavtest::bits_of(want[k].re)) << "isign " << isign << " k " << k;
+      EXPECT_EQ(tavtest::bits_of(p.data[2 * k + 1]), tavtest::bits_of(want[k].im)) << "isign " << isign << " k " << k;
     }
   }
 }
