@@ -24,7 +24,7 @@ using tav::xreal;
 using tavtest::Buffer;
 using tavtest::span;
 
-template <class T, class R>
+template <class T>
 using gemv_fn = void (*)(const char *, const int *, const int *, const T *, const T *, const int *, const T *,
                          const int *, const T *, T *, const int *);
 template <class T>
@@ -40,7 +40,7 @@ struct prec<float> {
   using R = float;
   static constexpr bool complex = false;
   static constexpr const char *ref = "sgemv_";
-  static constexpr gemv_fn<float, float> tav = tav_sgemv;
+  static constexpr gemv_fn<float> tav = tav_sgemv;
   static constexpr int n_unit_group = 4, n_strided_group = 4;
 };
 template <>
@@ -48,7 +48,7 @@ struct prec<double> {
   using R = double;
   static constexpr bool complex = false;
   static constexpr const char *ref = "dgemv_";
-  static constexpr gemv_fn<double, double> tav = tav_dgemv;
+  static constexpr gemv_fn<double> tav = tav_dgemv;
   static constexpr int n_unit_group = 2, n_strided_group = 2;
 };
 template <>
@@ -56,7 +56,7 @@ struct prec<tav_complex8> {
   using R = float;
   static constexpr bool complex = true;
   static constexpr const char *ref = "cgemv_";
-  static constexpr gemv_fn<tav_complex8, float> tav = tav_cgemv;
+  static constexpr gemv_fn<tav_complex8> tav = tav_cgemv;
   static constexpr int n_unit_group = 2, n_strided_group = 2;
 };
 template <>
@@ -64,7 +64,7 @@ struct prec<tav_complex16> {
   using R = double;
   static constexpr bool complex = true;
   static constexpr const char *ref = "zgemv_";
-  static constexpr gemv_fn<tav_complex16, double> tav = tav_zgemv;
+  static constexpr gemv_fn<tav_complex16> tav = tav_zgemv;
   static constexpr int n_unit_group = 2, n_strided_group = 1;
 };
 
@@ -351,8 +351,9 @@ TYPED_TEST(Gemv, LongColumnRoundsOncePerPanel) {
     EXPECT_EQ(want, R(1));
     EXPECT_EQ(re_of(y[0]), want);
     EXPECT_EQ(im_of(y[0]), 0.0);
-    if (std::numeric_limits<xreal>::digits > std::numeric_limits<R>::digits + 8)
+    if (std::numeric_limits<xreal>::digits > std::numeric_limits<R>::digits + 8) {
       EXPECT_NE(static_cast<R>(one_pass), want) << "data must tell the orders apart";
+    }
   }
 }
 
