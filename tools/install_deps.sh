@@ -6,7 +6,7 @@ set -euo pipefail
 
 packages=(cmake g++ make binutils libgtest-dev libblas-dev)
 if [ "${1:-test}" = bench ]; then
-  packages+=(libopenblas0-pthread)
+  packages+=(libopenblas0-pthread libfftw3-dev)
 fi
 
 missing=()
