@@ -321,6 +321,59 @@ TEST(Cfft1d, ThreadedPartsEqualSerialCore) {
   omp_set_num_threads(saved);
 }
 
+// The threaded split with any number of parts, run part after part on this
+// thread: q top levels over the whole array, the parts, the permutation.
+void split_transform(problem &p, int isign, int q) {
+  const int n = p.n, m = tav::fft_log2(n), n2 = n >> q;
+  const unsigned char *w = tav::fft_table_base(p.wsave.data());
+  const unsigned char *t2 = w + tav::cfft1d_short_list_offset(n);
+  const bool tiers = m > tav::levels_max_log;
+  float *r = p.data.data();
+  auto part = [&](int t) { return r + 2 * static_cast<std::size_t>(n2) * t; };
+  if (isign < 0) {
+    if (tiers)
+      tav::cfft1d_fwd_top(r, &n, &q, t2);
+    else
+      tav::cfft1d_fwd_levels(r, &n, &q, w);
+    for (int t = 0; t < (1 << q); ++t)
+      (tiers ? tav::cfft1d_fwd_part : tav::cfft1d_fwd_levels_part)(part(t), &n2, w, &q, &m, t);
+    tav::cfft1d_bitrev(r, &n, w);
+    return;
+  }
+  tav::cfft1d_bitrev(r, &n, w);
+  for (int t = 0; t < (1 << q); ++t)
+    (tiers ? tav::cfft1d_bwd_part : tav::cfft1d_bwd_levels_part)(part(t), &n2, w, &q, &m, t);
+  const float scale = 1.0f / static_cast<float>(n);
+  if (tiers)
+    tav::cfft1d_bwd_top(r, &n, &q, t2, &scale);
+  else
+    tav::cfft1d_bwd_levels(r, &n, &q, w);
+}
+
+// Two to eight parts, as larger machines would run them: the serial bits where
+// the split cuts the levels as the serial core does (all lengths up to 2^15,
+// and q = m - 15 above), the reference's accuracy everywhere.
+TEST(Cfft1d, AnyNumberOfPartsGivesTheTransform) {
+  const int cases[][2] = {{11, 1}, {12, 2}, {14, 3}, {16, 1}, {17, 2}, {17, 1}, {18, 3}, {18, 2}};
+  for (const auto &c : cases) {
+    const int m = c[0], q = c[1], n = 1 << m;
+    const bool same_cut = m <= tav::levels_max_log || q == m - tav::tier_32k_log;
+    for (int isign : {-1, 1}) {
+      problem p(n, 70 + m + q);
+      const std::vector<cld> input = p.values();
+      split_transform(p, isign, q);
+      if (same_cut) {
+        EXPECT_EQ(p.data.to_vector(), serial_result(n, 70 + m + q, isign)) << "m=" << m << " q=" << q;
+        continue;
+      }
+      std::vector<cld> want = reference_dft(input, isign < 0 ? -1 : 1);
+      if (isign > 0)
+        for (cld &v : want) v /= static_cast<long double>(n);
+      EXPECT_LT(relative_rms(p.values(), want), 0.5 * m * eps) << "m=" << m << " q=" << q << " isign=" << isign;
+    }
+  }
+}
+
 // From inside the caller's parallel region each call runs on its own thread
 // and gives the serial result.
 TEST(Cfft1d, InsideParallelRegionStaysSerial) {
