@@ -35,6 +35,9 @@ class Bench {
  public:
   const std::vector<Peer> &peers() const { return peers_; }
   bool quick() const { return quick_; }
+  // --full: the long sweeps (large matrices, every shape); off by default so
+  // that the default run stays around a minute.
+  bool full() const { return full_; }
   // Times `call` repeatedly for at least `seconds` (best of several batches);
   // returns seconds per call.
   double time(const std::function<void()> &call, double seconds = 0.05) const;
@@ -44,11 +47,13 @@ class Bench {
   // Set up by main.
   void load_peers();
   void set_quick(bool quick) { quick_ = quick; }
+  void set_full(bool full) { full_ = full; }
   void print_header() const;
 
  private:
   std::vector<Peer> peers_;
   bool quick_ = false;
+  bool full_ = false;
 };
 
 using BenchFn = void (*)(Bench &);

@@ -2,7 +2,7 @@
 // when installed, OpenBLAS (its own choice of core and, in a second copy, the
 // SSE-era Core2 kernels of the same 128-bit width), and prints one table.
 //
-// Usage: tav_bench [--quick] [family ...]   (families: the TAV_BENCH names)
+// Usage: tav_bench [--quick] [--full] [family ...]   (families: the TAV_BENCH names)
 #define _GNU_SOURCE 1
 #include <dlfcn.h>
 
@@ -103,6 +103,8 @@ int main(int argc, char **argv) {
   for (int i = 1; i < argc; ++i) {
     if (std::strcmp(argv[i], "--quick") == 0)
       b.set_quick(true);
+    else if (std::strcmp(argv[i], "--full") == 0)
+      b.set_full(true);
     else
       wanted.push_back(argv[i]);
   }
