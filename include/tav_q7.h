@@ -107,6 +107,17 @@ void tav_zgemv(const char *trans, const int *m, const int *n, const tav_complex1
 
 /* ---- matrix-matrix routines ------------------------------------------------ */
 
+/* C := alpha op(A) op(B) + beta C, op(A) m x k, op(B) k x n. A flag of 'N' or
+   'n' takes the operand as stored, any other letter transposed. When m, n or k
+   exceeds 16 and the caller is not in a parallel region, C is cut into
+   omp_get_max_threads() slabs, one serial product each. */
+void tav_sgemm(const char *transa, const char *transb, const int *m, const int *n, const int *k,
+               const float *alpha, const float *a, const int *lda, const float *b, const int *ldb,
+               const float *beta, float *c, const int *ldc);
+void tav_dgemm(const char *transa, const char *transb, const int *m, const int *n, const int *k,
+               const double *alpha, const double *a, const int *lda, const double *b, const int *ldb,
+               const double *beta, double *c, const int *ldc);
+
 /* ---- transforms ------------------------------------------------------------ */
 
 /* In-place complex transform of n = 2^m single-complex points. isign 0 builds

@@ -1,0 +1,482 @@
+// The threaded gemm fronts. A front run with T planned threads must give, bit
+// for bit, what the serial driver gives when run once on each of the T slabs of
+// C separately (the first T-1 slabs of the truncated chunk, the last one taking
+// the remainder; rows when m > n, else columns). The serial driver's bits
+// depend on where its blocks start, so a wrong cut shows. A recording driver
+// checks the slab table itself, the bypass and the gate without arithmetic.
+#include <gtest/gtest.h>
+#include <omp.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "frame/gates.h"
+#include "level3/gemm/dgemm.h"
+#include "level3/gemm/sgemm.h"
+#include "level3/gemm_omp.h"
+#include "support/buffers.h"
+#include "tav_q7.h"
+
+namespace {
+
+using tavtest::Buffer;
+
+bool direct(char flag) { return flag == 'N' || flag == 'n'; }
+
+// Sets the team size for the scope, and puts the caller's back afterwards.
+class PlannedThreads {
+ public:
+  explicit PlannedThreads(int threads) : saved_(omp_get_max_threads()) { omp_set_num_threads(threads); }
+  ~PlannedThreads() { omp_set_num_threads(saved_); }
+
+ private:
+  int saved_;
+};
+
+// ---- the slab table, seen through a driver that only records its calls ------
+
+struct Call {
+  int m, n, k;
+  std::ptrdiff_t a, b, c;  // element offsets from the caller's pointers
+  const float *alpha, *beta;
+  const int *lda, *ldb, *ldc;
+  char ta, tb;
+  int level;  // nesting level of parallel regions around the call
+  int thread;
+};
+
+struct Recorder {
+  const float *a = nullptr, *b = nullptr, *c = nullptr;
+  std::vector<Call> calls;
+};
+Recorder recorder;
+
+struct recording_traits {
+  using element = float;
+  static void seq(const char *ta, const char *tb, const int *m, const int *n, const int *k, const float *alpha,
+                  const float *a, const int *lda, const float *b, const int *ldb, const float *beta, float *c,
+                  const int *ldc) {
+    Call call{*m, *n, *k, a - recorder.a, b - recorder.b, c - recorder.c, alpha, beta, lda, ldb, ldc,
+              *ta, *tb, omp_get_level(), omp_get_thread_num()};
+#pragma omp critical(gemm_omp_test_recorder)
+    recorder.calls.push_back(call);
+  }
+};
+
+// The calls of one front, sorted by the start of their slab.
+struct Recorded {
+  char ta, tb;
+  int m, n, k, lda, ldb, ldc;
+  float alpha = 2, beta = 3;
+  std::vector<float> a, b, c;
+
+  Recorded(char ta_, char tb_, int m_, int n_, int k_) : ta(ta_), tb(tb_), m(m_), n(n_), k(k_) {
+    lda = (direct(ta) ? m : k) + 3;
+    ldb = (direct(tb) ? k : n) + 5;
+    ldc = m + 7;
+    a.resize(std::size_t(lda) * std::max(m, k) + 1);
+    b.resize(std::size_t(ldb) * std::max(n, k) + 1);
+    c.resize(std::size_t(ldc) * std::max(n, 1) + 1);
+  }
+  std::vector<Call> run() {
+    recorder = Recorder{a.data(), b.data(), c.data(), {}};
+    tav::gemm_omp<recording_traits>(&ta, &tb, &m, &n, &k, &alpha, a.data(), &lda, b.data(), &ldb, &beta, c.data(),
+                                    &ldc);
+    std::vector<Call> calls = recorder.calls;
+    std::stable_sort(calls.begin(), calls.end(), [](const Call &x, const Call &y) { return x.c < y.c; });
+    return calls;
+  }
+  // Everything but the cut dimension and the moved pointers is the caller's own.
+  void expect_passed_through(const Call &call) const {
+    EXPECT_EQ(call.k, k);
+    EXPECT_EQ(call.alpha, &alpha);
+    EXPECT_EQ(call.beta, &beta);
+    EXPECT_EQ(call.lda, &lda);
+    EXPECT_EQ(call.ldb, &ldb);
+    EXPECT_EQ(call.ldc, &ldc);
+    EXPECT_EQ(call.ta, ta);
+    EXPECT_EQ(call.tb, tb);
+  }
+};
+
+struct Slab {
+  int start, len;
+};
+
+TEST(GemmOmpSlabs, TenColumnsOnFourThreadsAreTwoTwoTwoFour) {
+  PlannedThreads planned(4);
+  for (char tb : {'N', 'n', 'T', 'c', 'x'}) {
+    Recorded r('T', tb, 5, 10, 17);
+    std::vector<Call> calls = r.run();
+    const Slab want[] = {{0, 2}, {2, 2}, {4, 2}, {6, 4}};
+    ASSERT_EQ(calls.size(), 4u) << tb;
+    for (int i = 0; i < 4; ++i) {
+      const Call &call = calls[i];
+      EXPECT_EQ(call.m, 5);
+      EXPECT_EQ(call.n, want[i].len);
+      EXPECT_EQ(call.a, 0);
+      // A direct B moves by columns, a transposed one by rows.
+      EXPECT_EQ(call.b, direct(tb) ? std::ptrdiff_t(want[i].start) * r.ldb : want[i].start) << tb;
+      EXPECT_EQ(call.c, std::ptrdiff_t(want[i].start) * r.ldc);
+      EXPECT_EQ(call.level, 1);
+      r.expect_passed_through(call);
+    }
+  }
+}
+
+// More threads than rows: chunk 0, seven empty slabs at row 0, the last one
+// with all three rows.
+TEST(GemmOmpSlabs, ChunkZeroLeavesAllTheWorkToTheLastSlab) {
+  PlannedThreads planned(8);
+  for (char ta : {'N', 'T'}) {
+    Recorded r(ta, 'N', 3, 2, 20);
+    std::vector<Call> calls = r.run();
+    ASSERT_EQ(calls.size(), 8u);
+    int empty = 0;
+    for (const Call &call : calls) {
+      EXPECT_EQ(call.n, 2);
+      EXPECT_EQ(call.a, 0);
+      EXPECT_EQ(call.b, 0);
+      EXPECT_EQ(call.c, 0);
+      r.expect_passed_through(call);
+      if (call.m == 0) {
+        ++empty;
+      } else {
+        EXPECT_EQ(call.m, 3);
+      }
+    }
+    EXPECT_EQ(empty, 7);
+  }
+}
+
+// Square products are cut by columns, one more row than columns by rows; k
+// plays no part, however large.
+TEST(GemmOmpSlabs, CutAlongTheLargerOfMAndN) {
+  for (int threads : {2, 3, 4, 8}) {
+    PlannedThreads planned(threads);
+    for (auto [m, n, k] : {std::array<int, 3>{40, 40, 3}, {41, 40, 500}, {17, 90, 1}, {90, 17, 0}}) {
+      for (char flag : {'N', 't', 'C'}) {
+        Recorded r(flag, flag, m, n, k);
+        std::vector<Call> calls = r.run();
+        ASSERT_EQ(static_cast<int>(calls.size()), threads);
+        const bool rows = m > n;
+        const int total = rows ? m : n, chunk = total / threads;
+        int next = 0;
+        for (int i = 0; i < threads; ++i) {
+          const Call &call = calls[i];
+          const int len = rows ? call.m : call.n;
+          EXPECT_EQ(len, i < threads - 1 ? chunk : total - chunk * (threads - 1));
+          EXPECT_EQ(rows ? call.n : call.m, rows ? n : m);
+          const std::ptrdiff_t step = rows ? 1 : r.ldc;
+          EXPECT_EQ(call.c, next * step) << "slab " << i;
+          if (rows) {
+            EXPECT_EQ(call.a, direct(flag) ? next : std::ptrdiff_t(next) * r.lda);
+            EXPECT_EQ(call.b, 0);
+          } else {
+            EXPECT_EQ(call.a, 0);
+            EXPECT_EQ(call.b, direct(flag) ? std::ptrdiff_t(next) * r.ldb : next);
+          }
+          EXPECT_EQ(call.level, 1);
+          r.expect_passed_through(call);
+          next += len;
+        }
+        EXPECT_EQ(next, total);
+      }
+    }
+  }
+}
+
+// All of m, n, k at most 16: one call with the caller's pointers, outside any
+// region. One of them at 17 is enough to fork.
+TEST(GemmOmpSlabs, SmallProductsNeverFork) {
+  PlannedThreads planned(4);
+  for (auto [m, n, k] : {std::array<int, 3>{16, 16, 16}, {1, 1, 1}, {16, 3, 0}, {16, 16, -5}}) {
+    Recorded r('N', 'T', m, n, k);
+    std::vector<Call> calls = r.run();
+    ASSERT_EQ(calls.size(), 1u);
+    EXPECT_EQ(calls[0].level, 0);
+    EXPECT_EQ(calls[0].m, m);
+    EXPECT_EQ(calls[0].n, n);
+    EXPECT_EQ(calls[0].c, 0);
+  }
+  for (auto [m, n, k] : {std::array<int, 3>{16, 16, 17}, {17, 1, 1}, {1, 17, 0}}) {
+    Recorded r('N', 'N', m, n, k);
+    std::vector<Call> calls = r.run();
+    ASSERT_EQ(calls.size(), 4u);
+    for (const Call &call : calls) EXPECT_EQ(call.level, 1);
+  }
+}
+
+// m or n not positive: nothing is called, whatever the flags and k.
+TEST(GemmOmpSlabs, EmptyProductsReturnAtOnce) {
+  PlannedThreads planned(2);
+  for (auto [m, n] : {std::pair<int, int>{0, 50}, {50, 0}, {-1, 50}, {50, -3}}) {
+    Recorded r('?', '!', std::max(m, 0), std::max(n, 0), 40);
+    r.m = m, r.n = n;
+    EXPECT_TRUE(r.run().empty());
+  }
+}
+
+// One planned thread, or a call from inside a caller's parallel region: the
+// driver runs once, on the calling thread, with no nested team.
+TEST(GemmOmpSlabs, OneThreadOrInsideARegionRunsSerially) {
+  {
+    PlannedThreads planned(1);
+    Recorded r('N', 'N', 100, 100, 100);
+    std::vector<Call> calls = r.run();
+    ASSERT_EQ(calls.size(), 1u);
+    EXPECT_EQ(calls[0].level, 0);
+    EXPECT_EQ(calls[0].n, 100);
+  }
+  PlannedThreads planned(4);
+  Recorded r('N', 'N', 100, 100, 100);
+  std::vector<Call> calls;
+#pragma omp parallel num_threads(2)
+  {
+#pragma omp single
+    calls = r.run();
+  }
+  ASSERT_EQ(calls.size(), 1u);
+  EXPECT_EQ(calls[0].level, 1);  // the caller's region only
+  EXPECT_EQ(calls[0].n, 100);
+}
+
+// A team smaller than the pieces (here the team of one of a region nested in
+// a caller's) walks every piece once, in order.
+TEST(GemmOmpRegion, EveryPieceRunsOnceWhateverTheTeam) {
+  for (bool nested : {false, true}) {
+    std::vector<int> seen;
+    auto run = [&] {
+      tav::parallel_pieces(7, [&](int i) {
+#pragma omp critical(gemm_omp_test_pieces)
+        seen.push_back(i);
+      });
+    };
+    if (nested) {
+#pragma omp parallel num_threads(2)
+#pragma omp single
+      run();
+      EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
+    } else {
+      run();
+    }
+    std::sort(seen.begin(), seen.end());
+    EXPECT_EQ(seen, (std::vector<int>{0, 1, 2, 3, 4, 5, 6})) << "nested " << nested;
+  }
+}
+
+// ---- the exported fronts against the serial driver on each slab --------------
+
+template <class T>
+using seq_fn = void (*)(const char *, const char *, const int *, const int *, const int *, const T *, const T *,
+                        const int *, const T *, const int *, const T *, T *, const int *);
+
+template <class T>
+struct Product {
+  char ta, tb;
+  int m, n, k, lda, ldb, ldc;
+  T alpha = T(1) + T(1) / T(3), beta = T(-0.7);
+  Buffer<T> a, b, c;
+
+  Product(char ta_, char tb_, int m_, int n_, int k_, unsigned seed)
+      : ta(ta_), tb(tb_), m(m_), n(n_), k(k_) {
+    lda = (direct(ta) ? m : k) + 1;
+    ldb = (direct(tb) ? k : n) + 2;
+    ldc = m + 3;
+    a = tavtest::random_buffer<T>(std::size_t(lda) * std::max(1, direct(ta) ? k : m), seed % 4, seed);
+    b = tavtest::random_buffer<T>(std::size_t(ldb) * std::max(1, direct(tb) ? n : k), (seed + 1) % 4, seed + 1);
+    c = tavtest::random_buffer<T>(std::size_t(ldc) * n, (seed + 2) % 4, seed + 2);
+  }
+
+  Buffer<T> front(seq_fn<T> f) const {
+    Buffer<T> out = c;
+    f(&ta, &tb, &m, &n, &k, &alpha, a.data(), &lda, b.data(), &ldb, &beta, out.data(), &ldc);
+    return out;
+  }
+  // The serial driver once per slab, slabs as the cut promises for `threads`.
+  Buffer<T> slabwise(seq_fn<T> seq, int threads) const {
+    Buffer<T> out = c;
+    const bool rows = m > n;
+    const int total = rows ? m : n, chunk = total / threads;
+    for (int i = 0, start = 0; i < threads; ++i) {
+      const int len = i < threads - 1 ? chunk : total - start;
+      if (rows) {
+        const T *as = direct(ta) ? a.data() + start : a.data() + std::size_t(start) * lda;
+        seq(&ta, &tb, &len, &n, &k, &alpha, as, &lda, b.data(), &ldb, &beta, out.data() + start, &ldc);
+      } else {
+        const T *bs = direct(tb) ? b.data() + std::size_t(start) * ldb : b.data() + start;
+        seq(&ta, &tb, &m, &len, &k, &alpha, a.data(), &lda, bs, &ldb, &beta, out.data() + std::size_t(start) * ldc,
+            &ldc);
+      }
+      start += len;
+    }
+    return out;
+  }
+};
+
+template <class T>
+void expect_slabwise(seq_fn<T> front, seq_fn<T> seq, const char *name) {
+  const char flags[][2] = {{'N', 'N'}, {'T', 'n'}, {'n', 'C'}, {'x', 't'}};
+  // Square: columns; one more row than columns: rows; a wide and a tall one
+  // whose slabs straddle the drivers' 256- and 128-wide blocks.
+  const std::array<int, 3> shapes[] = {{150, 150, 70}, {151, 150, 70}, {40, 600, 33}, {530, 20, 90}};
+  for (int threads : {1, 2, 3, 4, 8}) {
+    PlannedThreads planned(threads);
+    unsigned seed = 10;
+    for (const auto &shape : shapes)
+      for (const auto &f : flags) {
+        Product<T> p(f[0], f[1], shape[0], shape[1], shape[2], ++seed);
+        EXPECT_TRUE(p.front(front).same_bits(p.slabwise(seq, threads)))
+            << name << " threads " << threads << " " << f[0] << f[1] << " m=" << p.m << " n=" << p.n;
+      }
+  }
+  // The comparison has teeth: two slabs give other bits than one whole product.
+  Product<T> p('N', 'N', 301, 300, 70, 3);
+  EXPECT_FALSE(p.slabwise(seq, 2).same_bits(p.slabwise(seq, 1))) << name;
+}
+
+TEST(GemmOmpFront, SgemmEqualsTheDriverOnEachSlab) { expect_slabwise<float>(tav_sgemm, tav::sgemm_seq, "sgemm"); }
+TEST(GemmOmpFront, DgemmEqualsTheDriverOnEachSlab) { expect_slabwise<double>(tav_dgemm, tav::dgemm_seq, "dgemm"); }
+
+// Chunk 0 and the bypass give the whole serial product; k = 0 scales each slab
+// by beta (and clears it for beta 0, NaN in C included).
+template <class T>
+void expect_edges(seq_fn<T> front, seq_fn<T> seq, const char *name) {
+  PlannedThreads planned(8);
+  Product<T> tiny('N', 'T', 3, 2, 20, 5);
+  EXPECT_TRUE(tiny.front(front).same_bits(tiny.slabwise(seq, 1))) << name;
+  Product<T> small('T', 'N', 16, 16, 16, 6);
+  EXPECT_TRUE(small.front(front).same_bits(small.slabwise(seq, 1))) << name;
+  for (T beta : {T(-0.7), T(0)}) {
+    Product<T> empty_depth('N', 'N', 40, 90, 0, 7);
+    empty_depth.beta = beta;
+    empty_depth.c[5] = std::numeric_limits<T>::quiet_NaN();
+    Buffer<T> got = empty_depth.front(front);
+    EXPECT_TRUE(got.same_bits(empty_depth.slabwise(seq, 8))) << name << " beta " << beta;
+    EXPECT_EQ(got[5] == got[5], beta == T(0)) << name;
+  }
+  Product<T> untouched('N', 'N', 40, 40, 40, 8);
+  const int zero = 0;
+  Buffer<T> c = untouched.c;
+  front("?", "?", &zero, &untouched.n, &untouched.k, &untouched.alpha, untouched.a.data(), &untouched.lda,
+        untouched.b.data(), &untouched.ldb, &untouched.beta, c.data(), &untouched.ldc);
+  EXPECT_TRUE(c.same_bits(untouched.c)) << name;
+}
+
+TEST(GemmOmpFront, SgemmEdges) { expect_edges<float>(tav_sgemm, tav::sgemm_seq, "sgemm"); }
+TEST(GemmOmpFront, DgemmEdges) { expect_edges<double>(tav_dgemm, tav::dgemm_seq, "dgemm"); }
+
+// From inside the caller's parallel region each call runs serially on its own
+// thread and gives the one-slab result.
+template <class T>
+void expect_serial_inside_region(seq_fn<T> front, seq_fn<T> seq) {
+  PlannedThreads planned(4);
+  Product<T> p('N', 'T', 200, 180, 50, 9);
+  const Buffer<T> want = p.slabwise(seq, 1);
+  int mismatches = 0;
+#pragma omp parallel num_threads(2) reduction(+ : mismatches)
+  {
+    if (!p.front(front).same_bits(want)) ++mismatches;
+  }
+  EXPECT_EQ(mismatches, 0);
+}
+
+TEST(GemmOmpFront, InsideACallersRegionGivesTheSerialResult) {
+  expect_serial_inside_region<float>(tav_sgemm, tav::sgemm_seq);
+  expect_serial_inside_region<double>(tav_dgemm, tav::dgemm_seq);
+}
+
+// Several of the caller's threads at once, each forking its own team over its
+// own C: every result as when run alone.
+template <class T>
+void expect_concurrent_calls_agree(seq_fn<T> front, seq_fn<T> seq) {
+  constexpr int callers = 4, rounds = 6;
+  std::vector<Product<T>> products;
+  std::vector<Buffer<T>> want;
+  for (int t = 0; t < callers; ++t) {
+    products.emplace_back(t % 2 ? 'N' : 'T', 'N', 120 + 7 * t, 110, 40, 20 + t);
+    want.push_back(products.back().slabwise(seq, 2));
+  }
+  std::vector<int> mismatches(callers, 0);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < callers; ++t)
+    threads.emplace_back([&, t] {
+      omp_set_num_threads(2);
+      for (int r = 0; r < rounds; ++r)
+        if (!products[t].front(front).same_bits(want[t])) ++mismatches[t];
+    });
+  for (std::thread &t : threads) t.join();
+  for (int t = 0; t < callers; ++t) EXPECT_EQ(mismatches[t], 0) << "caller " << t;
+}
+
+TEST(GemmOmpFront, ConcurrentCallersOnDisjointOutputs) {
+  expect_concurrent_calls_agree<float>(tav_sgemm, tav::sgemm_seq);
+  expect_concurrent_calls_agree<double>(tav_dgemm, tav::dgemm_seq);
+}
+
+// ---- worker stacks --------------------------------------------------------------
+
+std::size_t own_stack_size() {
+  pthread_attr_t attr;
+  std::size_t size = 0;
+  if (pthread_getattr_np(pthread_self(), &attr) == 0) {
+    pthread_attr_getstacksize(&attr, &size);
+    pthread_attr_destroy(&attr);
+  }
+  return size;
+}
+
+constexpr char stack_child_flag[] = "TAV_GEMM_OMP_STACK_CHILD";
+
+// Run in a child process started under a stack limit of 512 KiB, which is also
+// what the thread library would give new threads by default: the workers of a
+// threaded product still get the 2 MiB the drivers' frames need.
+TEST(GemmOmpStack, WorkersHoldTheDriversFramesUnderALowStackLimit) {
+  if (std::getenv(stack_child_flag) == nullptr) {
+    // The child's environment is made before the fork: without the stack
+    // settings of the runtime, with the flag that makes it the child.
+    std::vector<std::string> env_text = {std::string(stack_child_flag) + "=1"};
+    for (char **e = environ; *e != nullptr; ++e)
+      if (std::strncmp(*e, "OMP_STACKSIZE=", 14) != 0 && std::strncmp(*e, "GOMP_STACKSIZE=", 15) != 0)
+        env_text.push_back(*e);
+    std::vector<char *> env;
+    for (std::string &text : env_text) env.push_back(text.data());
+    env.push_back(nullptr);
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      struct rlimit limit = {512 * 1024, 512 * 1024};
+      setrlimit(RLIMIT_STACK, &limit);
+      execle("/proc/self/exe", "tav_tests", "--gtest_filter=GemmOmpStack.*", "--gtest_brief=1",
+             static_cast<char *>(nullptr), env.data());
+      _exit(127);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status)) << "child ended by signal " << (WIFSIGNALED(status) ? WTERMSIG(status) : 0);
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    return;
+  }
+  // The child: no team has been formed yet in this process.
+  PlannedThreads planned(3);
+  Product<double> p('T', 'T', 300, 290, 200, 4);
+  EXPECT_TRUE(p.front(tav_dgemm).same_bits(p.slabwise(tav::dgemm_seq, 3)));
+  std::vector<std::size_t> stacks(3, 0);
+  tav::parallel_pieces(3, [&](int i) { stacks[i] = omp_get_thread_num() == 0 ? 0 : own_stack_size(); });
+  for (std::size_t size : stacks)
+    if (size != 0) {
+      EXPECT_GE(size, std::size_t(tav::worker_stack_bytes));
+    }
+}
+
+}  // namespace
