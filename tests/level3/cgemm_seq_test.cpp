@@ -1,0 +1,250 @@
+// cgemm_seq: against the reference BLAS within a tolerance, and bit for bit
+// against a per-element model of its paths. Small products: per depth step
+// t = alpha b, then c += a t, in single precision. Large ones: beta on the way
+// into the block (single precision for full groups of eight rows, extended for
+// the rest rows), each depth block of a panel row summed in four lanes per
+// part (real-B terms, then imaginary-B terms), reduced (l0 + l2) + (l1 + l3)
+// and added to C; rows outside the panels take the small path's steps.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "frame/xreal.h"
+#include "level3/complex_gemm_case.h"
+#include "level3/gemm/cgemm.h"
+
+namespace {
+
+using tav::xreal;
+using tavtest::Buffer;
+using cf = tav_complex8;
+using Case = tavtest::ComplexCase<cf>;
+
+bool same_or_nan(float v, float x) { return !(v < x) && !(v > x); }
+bool is_zero(cf v) { return same_or_nan(v.re, 0) && same_or_nan(v.im, 0); }
+bool is_one(cf v) { return same_or_nan(v.re, 1) && same_or_nan(v.im, 0); }
+cf mul(cf x, cf y) { return cf{x.re * y.re - x.im * y.im, x.re * y.im + x.im * y.re}; }
+
+// The small path's steps on one element over depth [p0, p0 + steps).
+cf small_steps(const Case &pr, int i, int j, int p0, int steps, cf v) {
+  for (int p = p0; p < p0 + steps; ++p) {
+    const cf t = mul(pr.alpha, pr.op_b(p, j));
+    const cf prod = mul(pr.op_a(i, p), t);
+    v = cf{v.re + prod.re, v.im + prod.im};
+  }
+  return v;
+}
+
+// A panel's sum on one element over depth [p0, p0 + depth), added to v.
+cf panel_sum(const Case &pr, int i, int j, int p0, int depth, cf v) {
+  float re[4] = {0, 0, 0, 0}, im[4] = {0, 0, 0, 0};
+  for (int p = 0; p < depth; ++p) {  // real parts of B first, over the whole depth
+    const cf a = mul(pr.alpha, pr.op_a(i, p0 + p));
+    const float br = pr.op_b(p0 + p, j).re;
+    re[p % 4] = re[p % 4] + a.re * br;
+    im[p % 4] = im[p % 4] + a.im * br;
+  }
+  for (int p = 0; p < depth; ++p) {
+    const cf a = mul(pr.alpha, pr.op_a(i, p0 + p));
+    const float bi = pr.op_b(p0 + p, j).im;
+    im[p % 4] = im[p % 4] + a.re * bi;
+    re[p % 4] = re[p % 4] - a.im * bi;
+  }
+  return cf{v.re + ((re[0] + re[2]) + (re[1] + re[3])), v.im + ((im[0] + im[2]) + (im[1] + im[3]))};
+}
+
+bool small_path(int m, int n, int k) {
+  if (m < 4 || n < 4 || k < 4) return true;
+  if (m + n + k >= 50) return false;
+  return !((xreal)((m + k) * n + k * m) / (xreal)(8 * m * n * (k + 1) + 6 * m * n) < (xreal)0.08);
+}
+
+Buffer<cf> model(const Case &pr) {
+  Buffer<cf> out = pr.c;
+  const bool small = small_path(pr.m, pr.n, pr.k);
+  const int k_main = pr.k / 64 * 64, k_tail = pr.k - k_main, k16 = k_tail / 16 * 16;
+  for (int j = 0; j < pr.n; ++j)
+    for (int i = 0; i < pr.m; ++i) {
+      cf v = pr.at(out, i, j);
+      const int i0 = i / 512 * 512, mb = std::min(512, pr.m - i0), rows8 = mb / 8 * 8, ib = i - i0;
+      if (is_zero(pr.beta)) {
+        v = cf{0, 0};
+      } else if (!is_one(pr.beta)) {
+        if (small || ib < rows8) {
+          v = mul(pr.beta, v);
+        } else {
+          const xreal br = pr.beta.re, bi = pr.beta.im, vr = v.re, vi = v.im;
+          v = cf{(float)(br * vr - bi * vi), (float)(br * vi + bi * vr)};
+        }
+      }
+      if (small) {
+        v = small_steps(pr, i, j, 0, pr.k, v);
+      } else if (!is_zero(pr.alpha)) {
+        const bool main_panel = ib < rows8 || (mb - rows8 >= 4 && ib < rows8 + 4);
+        for (int kk = 0; kk < k_main; kk += 64)
+          v = main_panel ? panel_sum(pr, i, j, kk, 64, v) : small_steps(pr, i, j, kk, 64, v);
+        if (ib < rows8) {
+          if (k16 > 0) v = panel_sum(pr, i, j, k_main, k16, v);
+          v = small_steps(pr, i, j, k_main + k16, k_tail - k16, v);
+        } else {
+          v = small_steps(pr, i, j, k_main, k_tail, v);
+        }
+      }
+      pr.at(out, i, j) = v;
+    }
+  return out;
+}
+
+void check(const Case &pr) {
+  const Buffer<cf> got = pr.run(tav::cgemm_seq);
+  EXPECT_TRUE(pr.same_bits(got, model(pr)));
+  if (tavtest::RefBlas::get().loaded()) {
+    EXPECT_TRUE(pr.near_reference("cgemm_", got));
+  }
+}
+
+const char flag_pairs[][2] = {{'N', 'N'}, {'n', 'T'}, {'N', 'C'}, {'t', 'n'}, {'T', 't'},
+                              {'T', 'c'}, {'C', 'N'}, {'x', 'T'}, {'?', 'R'}};
+
+// Nine flag cases (odd letters among them) across the row groups and depth
+// tails, operands at offsets 0 to 3 elements from a 64-byte boundary.
+TEST(CgemmSeq, FlagCasesAndBoundariesMatchModelAndReference) {
+  const int ms[] = {3, 4, 7, 8, 12, 31, 32, 33};
+  const int ks[] = {0, 1, 3, 4, 15, 16, 17, 40, 63, 64, 65};
+  unsigned seed = 500;
+  for (const auto &f : flag_pairs)
+    for (int m : ms)
+      for (int k : ks) {
+        ++seed;
+        const Case pr(f[0], f[1], m, 6, k, seed, int(seed % 3), seed % 4);
+        SCOPED_TRACE(testing::Message() << f[0] << f[1] << " m=" << m << " k=" << k);
+        check(pr);
+      }
+}
+
+// Row blocks of 512 and column blocks of 192, with their rest rows.
+TEST(CgemmSeq, LargeBlocksMatchModelAndReference) {
+  struct Shape {
+    int m, n, k;
+    char ta, tb;
+  };
+  const Shape shapes[] = {{511, 5, 65, 'N', 'N'},  {512, 4, 17, 'T', 'C'}, {513, 6, 64, 'C', 'T'},
+                          {20, 191, 70, 'N', 'T'}, {13, 192, 48, 'c', 'n'}, {9, 193, 129, 'T', 'N'}};
+  unsigned seed = 800;
+  for (const Shape &s : shapes) {
+    ++seed;
+    const Case pr(s.ta, s.tb, s.m, s.n, s.k, seed, 1, seed % 4);
+    SCOPED_TRACE(testing::Message() << s.ta << s.tb << " m=" << s.m << " n=" << s.n << " k=" << s.k);
+    check(pr);
+  }
+}
+
+// The small path whenever a dimension is below 4, also for a large sum; the
+// large path from 4 x 4 x 4 up (the model tells the two apart by rounding).
+TEST(CgemmSeq, SmallPathDecision) {
+  struct Shape {
+    int m, n, k;
+  };
+  const Shape shapes[] = {{50, 1, 1}, {3, 40, 40}, {40, 3, 40}, {40, 40, 3}, {4, 4, 4}, {5, 6, 7}, {4, 30, 15}};
+  unsigned seed = 40;
+  for (const Shape &s : shapes) {
+    ++seed;
+    Case pr('N', 'N', s.m, s.n, s.k, seed, 0, seed % 4);
+    SCOPED_TRACE(testing::Message() << "m=" << s.m << " n=" << s.n << " k=" << s.k);
+    check(pr);
+    pr.beta = cf{0.5f, 0.0f};
+    check(pr);
+  }
+}
+
+// A worked case of the panel's order. Row 0 of A, with B real 1 except
+// B(4) = (0, 2^24): the lanes of the real sum hold 2^24, 1, -2^24, 1 after
+// the real-B terms (steps 0 to 3, and step 8 adds 1 to lane 0 before the
+// imaginary-B term of step 4 takes 2^24 away from it).
+//   real-B first, then imaginary-B:  lane 0 = (2^24 + 1) - 2^24 = 0
+//   reduced as (l0 + l2) + (l1 + l3): (0 - 2^24) + (1 + 1) = -2^24 + 2
+TEST(CgemmSeq, PanelLaneSumsAndReductionOrder) {
+  const int m = 8, n = 4, k = 64, lda = 8, ldb = 64, ldc = 8;
+  Buffer<cf> a(lda * k, 1), b(ldb * n, 2), c(ldc * n, 3);
+  const float big = 16777216.0f;  // 2^24: adding 1 to it rounds back
+  for (int j = 0; j < n; ++j)
+    for (int p = 0; p < k; ++p) b[p + j * ldb] = cf{1.0f, 0.0f};
+  for (int j = 0; j < n; ++j) b[4 + j * ldb] = cf{0.0f, big};
+  a[0 + 0 * lda] = cf{big, 0};
+  a[0 + 1 * lda] = cf{1, 0};
+  a[0 + 2 * lda] = cf{-big, 0};
+  a[0 + 3 * lda] = cf{1, 0};
+  a[0 + 4 * lda] = cf{0, 1};
+  a[0 + 8 * lda] = cf{1, 0};
+  const cf alpha{1, 0}, beta{0, 0};
+  tav::cgemm_seq("N", "N", &m, &n, &k, &alpha, a.data(), &lda, b.data(), &ldb, &beta, c.data(), &ldc);
+  for (int j = 0; j < n; ++j) {
+    EXPECT_EQ(c[j * ldc].re, -big + 2.0f) << j;
+    EXPECT_EQ(c[j * ldc].im, 0.0f) << j;  // 0 from a.re * b.im, nothing else
+    EXPECT_EQ(c[1 + j * ldc].re, 0.0f) << j;
+  }
+}
+
+// alpha (0, 0) on the large path: A and B are not read, so a NaN in A does
+// not reach C; C is beta C, in single precision for the full groups of eight
+// rows and rounded once from extended precision for the rows after them.
+TEST(CgemmSeq, ZeroAlphaSkipsTheProduct) {
+  Case pr('N', 'T', 13, 5, 70, 77, 1, 1);
+  pr.alpha = cf{0, 0};
+  pr.a[3] = cf{std::numeric_limits<float>::quiet_NaN(), 0};
+  const Buffer<cf> got = pr.run(tav::cgemm_seq);
+  for (int j = 0; j < pr.n; ++j)
+    for (int i = 0; i < pr.m; ++i) {
+      const cf v = pr.c[i + std::size_t(j) * pr.ldc];
+      cf want = mul(pr.beta, v);
+      if (i >= 8) {
+        const xreal br = pr.beta.re, bi = pr.beta.im, vr = v.re, vi = v.im;
+        want = cf{(float)(br * vr - bi * vi), (float)(br * vi + bi * vr)};
+      }
+      EXPECT_SAME_BITS(got[i + std::size_t(j) * pr.ldc].re, want.re) << i << "," << j;
+      EXPECT_SAME_BITS(got[i + std::size_t(j) * pr.ldc].im, want.im) << i << "," << j;
+    }
+  EXPECT_TRUE(pr.same_bits(got, model(pr)));
+}
+
+// beta with a NaN part that is tested as 0 clears C without reading it (old
+// NaNs vanish) on both paths; beta (1, 0) keeps C's bits exactly.
+TEST(CgemmSeq, BetaZeroOneAndNaN) {
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  const int shapes[][3] = {{13, 7, 66}, {3, 7, 9}};
+  for (const auto &s : shapes) {
+    Case pr('T', 'C', s[0], s[1], s[2], 9, 2, 3);
+    pr.c[1] = cf{nan, nan};
+    pr.c[pr.ldc + 10 % pr.m] = cf{-0.0f, std::numeric_limits<float>::infinity()};
+    Case zero = pr;
+    zero.beta = cf{0, 0};
+    for (const cf beta : {cf{nan, 0}, cf{0, nan}, cf{-0.0f, 0}}) {
+      pr.beta = beta;
+      const Buffer<cf> got = pr.run(tav::cgemm_seq);
+      EXPECT_TRUE(pr.same_bits(got, zero.run(tav::cgemm_seq))) << "m=" << s[0];
+      EXPECT_TRUE(pr.same_bits(got, model(zero)));
+    }
+    Case keep = pr;
+    keep.beta = cf{1, 0};
+    keep.alpha = cf{0, 0};
+    EXPECT_TRUE(keep.same_bits(keep.run(tav::cgemm_seq), keep.run(tav::cgemm_seq)));
+    if (s[0] > 4) {
+      EXPECT_TRUE(keep.same_bits(keep.run(tav::cgemm_seq), keep.c));
+    }
+  }
+}
+
+// m or n not positive: nothing is touched.
+TEST(CgemmSeq, EmptyShapesTouchNothing) {
+  for (const auto &s : {std::pair<int, int>{0, 5}, {5, 0}, {-1, 5}}) {
+    Case pr('N', 'N', 5, 5, 8, 3);
+    pr.m = s.first;
+    pr.n = s.second;
+    const Buffer<cf> before = pr.c;
+    EXPECT_TRUE(pr.same_bits(pr.run(tav::cgemm_seq), before));
+  }
+}
+
+}  // namespace

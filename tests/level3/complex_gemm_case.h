@@ -1,0 +1,112 @@
+#pragma once
+// One complex product with its operands for the cgemm_seq and zgemm_seq tests:
+// stored with padded leading dimensions at chosen offsets from a 64-byte
+// boundary, with op(X)(r, c) read back for the models, and the reference BLAS
+// as the oracle within a tolerance.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+
+#include "support/buffers.h"
+#include "support/refblas.h"
+#include "tav_q7.h"
+
+namespace tavtest {
+
+// "N"/"n" direct, "T"/"t" transposed, anything else conjugate-transposed.
+inline char plain_flag(char flag) {
+  if (flag == 'N' || flag == 'n') return 'N';
+  if (flag == 'T' || flag == 't') return 'T';
+  return 'C';
+}
+
+template <class C>
+struct ComplexCase {
+  using R = decltype(C{}.re);
+  using seq_fn = void (*)(const char *, const char *, const int *, const int *, const int *, const C *, const C *,
+                          const int *, const C *, const int *, const C *, C *, const int *);
+
+  char ta = 'N', tb = 'N';
+  int m = 0, n = 0, k = 0;
+  int lda = 1, ldb = 1, ldc = 1;
+  C alpha{R(1.25), R(-0.375)}, beta{R(-0.7), R(0.3)};
+  Buffer<C> a, b, c;
+
+  ComplexCase(char ta_, char tb_, int m_, int n_, int k_, unsigned seed, int pad = 0, std::size_t offset = 0)
+      : ta(ta_), tb(tb_), m(m_), n(n_), k(k_) {
+    const bool a_direct = plain_flag(ta) == 'N', b_direct = plain_flag(tb) == 'N';
+    const int a_rows = a_direct ? m : k, a_cols = a_direct ? k : m;
+    const int b_rows = b_direct ? k : n, b_cols = b_direct ? n : k;
+    lda = std::max(1, a_rows + pad);
+    ldb = std::max(1, b_rows + 2 * pad);
+    ldc = std::max(1, m + 3 * pad);
+    a = filled(std::size_t(lda) * std::max(1, a_cols), offset, seed);
+    b = filled(std::size_t(ldb) * std::max(1, b_cols), (offset + 1) % 4, seed + 1);
+    c = filled(std::size_t(ldc) * std::max(1, n), (offset + 2) % 4, seed + 2);
+  }
+  static Buffer<C> filled(std::size_t count, std::size_t offset, unsigned seed) {
+    Buffer<C> out(count, offset);
+    fill_random(reinterpret_cast<R *>(out.data()), 2 * count, seed);
+    return out;
+  }
+
+  C op_a(int i, int p) const { return op(a, lda, ta, i, p); }
+  C op_b(int p, int j) const { return op(b, ldb, tb, p, j); }
+  static C op(const Buffer<C> &x, int ld, char flag, int r, int col) {
+    const char f = plain_flag(flag);
+    const C v = f == 'N' ? x[r + std::size_t(col) * ld] : x[col + std::size_t(r) * ld];
+    return f == 'C' ? C{v.re, -v.im} : v;
+  }
+  C &at(Buffer<C> &cc, int i, int j) const { return cc[i + std::size_t(j) * ldc]; }
+
+  Buffer<C> run(seq_fn f) const {
+    Buffer<C> out = c;
+    f(&ta, &tb, &m, &n, &k, &alpha, a.data(), &lda, b.data(), &ldb, &beta, out.data(), &ldc);
+    return out;
+  }
+  Buffer<C> reference(const char *name) const {
+    Buffer<C> out = c;
+    auto ref = RefBlas::get().fn<seq_fn>(name);
+    const char ra = plain_flag(ta), rb = plain_flag(tb);
+    ref(&ra, &rb, &m, &n, &k, &alpha, a.data(), &lda, b.data(), &ldb, &beta, out.data(), &ldc);
+    return out;
+  }
+
+  // |beta c| + sum |alpha a b|, the scale of an element's rounding error.
+  double scale(int i, int j) const {
+    using Z = std::complex<double>;
+    auto z = [](C v) { return Z(v.re, v.im); };
+    double s = std::abs(z(beta) * z(c[i + std::size_t(j) * ldc]));
+    for (int p = 0; p < k; ++p) s += std::abs(z(alpha) * z(op_a(i, p)) * z(op_b(p, j)));
+    return s;
+  }
+
+  ::testing::AssertionResult near_reference(const char *name, const Buffer<C> &got) const {
+    const Buffer<C> want = reference(name);
+    for (int j = 0; j < n; ++j)
+      for (int i = 0; i < m; ++i) {
+        const std::size_t at = i + std::size_t(j) * ldc;
+        const double tol = sum_tolerance<R>(4 * k + 2, scale(i, j));
+        if (!(std::fabs(got[at].re - want[at].re) <= tol) || !(std::fabs(got[at].im - want[at].im) <= tol))
+          return ::testing::AssertionFailure() << "C(" << i << "," << j << ") (" << got[at].re << "," << got[at].im
+                                               << ") vs ref (" << want[at].re << "," << want[at].im << ")";
+      }
+    return ::testing::AssertionSuccess();
+  }
+
+  // Every stored element of C, padding included, bit for bit.
+  ::testing::AssertionResult same_bits(const Buffer<C> &got, const Buffer<C> &want) const {
+    for (int j = 0; j < n; ++j)
+      for (int i = 0; i < ldc; ++i) {
+        const std::size_t at = i + std::size_t(j) * ldc;
+        if (bits_of(got[at].re) != bits_of(want[at].re) || bits_of(got[at].im) != bits_of(want[at].im))
+          return ::testing::AssertionFailure() << "C(" << i << "," << j << ") (" << got[at].re << "," << got[at].im
+                                               << ") vs (" << want[at].re << "," << want[at].im << ")";
+      }
+    return ::testing::AssertionSuccess();
+  }
+};
+
+}  // namespace tavtest
