@@ -12,6 +12,9 @@
 
 #include <xmmintrin.h>
 
+#include <cstddef>
+#include <cstdint>
+
 #include "tav_q7.h"
 
 namespace tav {
@@ -31,9 +34,28 @@ struct prefetch_plan {
   int step, end, ahead;
 };
 
+// Prefetch addresses may lie past the caller's arrays (a prefetch never
+// faults), so they are formed as plain numbers.
+template <_mm_hint hint = _MM_HINT_NTA>
+inline void prefetch_at(const void *base, std::ptrdiff_t bytes) {
+  _mm_prefetch(reinterpret_cast<const char *>(reinterpret_cast<std::uintptr_t>(base) + bytes), hint);
+}
+
 template <_mm_hint hint = _MM_HINT_NTA>
 inline void prefetch_row(const void *row, int ahead) {
-  _mm_prefetch(static_cast<const char *>(row) + ahead, hint);
+  prefetch_at<hint>(row, ahead);
+}
+
+// Besides those, a panel kernel fetches the same rows of the columns
+// gemv_lookahead_columns further on into cache: a panel walks A in short runs
+// a leading dimension apart, which the in-column distances above and the
+// hardware's stream detection cover poorly once A comes from main memory.
+constexpr int gemv_lookahead_columns = 8;
+
+template <int columns, class T>
+inline void prefetch_lookahead(const T *row_of_first_column, std::ptrdiff_t lda) {
+  for (int c = 0; c < columns; ++c)
+    prefetch_at<_MM_HINT_T0>(row_of_first_column, (c + gemv_lookahead_columns) * lda * std::ptrdiff_t(sizeof(T)));
 }
 
 // y := beta * y over len elements walked by incy from y (already at the

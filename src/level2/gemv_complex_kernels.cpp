@@ -120,6 +120,7 @@ inline void gemv_t_pass(const C *col, index_t lda, const C *x, index_t sx, xcomp
   for (int kb = 0; kb < gemv_panel_rows; kb += plan.step) {
     if (kb < plan.end)
       for (int c = 0; c < G * P; ++c) prefetch_row(col + c * lda + kb, plan.ahead);
+    prefetch_lookahead<G * P>(col + kb, lda);
 #pragma GCC unroll 1
     for (int k = kb; k < kb + plan.step; ++k) {
       const C &xk = x[unit ? k : k * sx];
@@ -159,6 +160,7 @@ inline void gemv_n_pass(const C *col, index_t lda, const xcomplex (&t)[G], C *y,
   for (int kb = 0; kb < gemv_panel_rows; kb += plan.step) {
     if (kb < plan.end)
       for (int c = 0; c < G; ++c) prefetch_row(col + c * lda + kb, plan.ahead);
+    prefetch_lookahead<G>(col + kb, lda);
     for (int k = kb; k < kb + plan.step; ++k) {
       C *yk = y + (unit ? k : k * sy);
       xcomplex sum = widen(*yk);

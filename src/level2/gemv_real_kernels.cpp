@@ -62,6 +62,7 @@ inline void gemv_t_pairs(const T *col, index_t lda, const T *x, index_t sx, xrea
   for (int kb = 0; kb < gemv_panel_rows; kb += plan.step) {
     if (kb < plan.end)
       for (int c = 0; c < G; ++c) prefetch_row(col + c * lda + kb, plan.ahead);
+    prefetch_lookahead<G>(col + kb, lda);
 #pragma GCC unroll 1
     for (int k = kb; k < kb + plan.step; ++k) {
       const xreal xk = static_cast<xreal>(x[Unit ? k : k * sx]);
@@ -109,6 +110,7 @@ inline void gemv_n_pass(const T *col, index_t lda, const xreal (&t)[G], T *y, in
   for (int kb = 0; kb < gemv_panel_rows; kb += plan.step) {
     if (kb < plan.end)
       for (int c = 0; c < G; ++c) prefetch_row(col + c * lda + kb, plan.ahead);
+    prefetch_lookahead<G>(col + kb, lda);
     for (int k = kb; k < kb + plan.step; ++k) {
       T *yk = y + (Unit ? k : k * sy);
       xreal sum = static_cast<xreal>(*yk);
