@@ -150,4 +150,6 @@ void bench_precision(bench::Bench &b, const Precision<T> &p) {
 TAV_BENCH(gemm) {
   bench_precision<float>(b, {"sgemm", tav_sgemm, "sgemm_", 2});
   bench_precision<double>(b, {"dgemm", tav_dgemm, "dgemm_", 2});
+  bench_precision<tav_complex8>(b, {"cgemm", tav_cgemm, "cgemm_", 8});
+  bench_precision<tav_complex16>(b, {"zgemm", tav_zgemm, "zgemm_", 8});
 }

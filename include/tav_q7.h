@@ -117,6 +117,14 @@ void tav_sgemm(const char *transa, const char *transb, const int *m, const int *
 void tav_dgemm(const char *transa, const char *transb, const int *m, const int *n, const int *k,
                const double *alpha, const double *a, const int *lda, const double *b, const int *ldb,
                const double *beta, double *c, const int *ldc);
+/* Complex: 'T' or 't' transposes, any other letter but 'N'/'n' takes the
+   conjugate transpose. */
+void tav_cgemm(const char *transa, const char *transb, const int *m, const int *n, const int *k,
+               const tav_complex8 *alpha, const tav_complex8 *a, const int *lda, const tav_complex8 *b,
+               const int *ldb, const tav_complex8 *beta, tav_complex8 *c, const int *ldc);
+void tav_zgemm(const char *transa, const char *transb, const int *m, const int *n, const int *k,
+               const tav_complex16 *alpha, const tav_complex16 *a, const int *lda, const tav_complex16 *b,
+               const int *ldb, const tav_complex16 *beta, tav_complex16 *c, const int *ldc);
 
 /* ---- transforms ------------------------------------------------------------ */
 

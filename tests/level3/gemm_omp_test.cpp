@@ -21,8 +21,10 @@
 #include <vector>
 
 #include "frame/gates.h"
+#include "level3/gemm/cgemm.h"
 #include "level3/gemm/dgemm.h"
 #include "level3/gemm/sgemm.h"
+#include "level3/gemm/zgemm.h"
 #include "level3/gemm_omp.h"
 #include "support/buffers.h"
 #include "tav_q7.h"
@@ -277,6 +279,47 @@ TEST(GemmOmpRegion, EveryPieceRunsOnceWhateverTheTeam) {
 
 // ---- the exported fronts against the serial driver on each slab --------------
 
+// The scalar parts of an element: one for the real types, two for complex.
+template <class T>
+struct parts_of {
+  using type = T;
+  static constexpr int count = 1;
+};
+template <>
+struct parts_of<tav_complex8> {
+  using type = float;
+  static constexpr int count = 2;
+};
+template <>
+struct parts_of<tav_complex16> {
+  using type = double;
+  static constexpr int count = 2;
+};
+
+template <class T>
+Buffer<T> random_elements(std::size_t count, std::size_t offset, unsigned seed) {
+  Buffer<T> out(count, offset);
+  tavtest::fill_random(reinterpret_cast<typename parts_of<T>::type *>(out.data()), count * parts_of<T>::count, seed);
+  return out;
+}
+
+// An element with real part `re` and, where there is one, imaginary part `im`.
+template <class T>
+T element(double re, double im) {
+  using part = typename parts_of<T>::type;
+  part parts[2] = {part(re), part(im)};
+  T out;
+  std::memcpy(&out, parts, sizeof out);
+  return out;
+}
+
+template <class T>
+bool real_part_is_nan(const T &v) {
+  typename parts_of<T>::type re;
+  std::memcpy(&re, &v, sizeof re);
+  return re != re;
+}
+
 template <class T>
 using seq_fn = void (*)(const char *, const char *, const int *, const int *, const int *, const T *, const T *,
                         const int *, const T *, const int *, const T *, T *, const int *);
@@ -285,7 +328,7 @@ template <class T>
 struct Product {
   char ta, tb;
   int m, n, k, lda, ldb, ldc;
-  T alpha = T(1) + T(1) / T(3), beta = T(-0.7);
+  T alpha = element<T>(4.0 / 3.0, -0.4), beta = element<T>(-0.7, 0.3);
   Buffer<T> a, b, c;
 
   Product(char ta_, char tb_, int m_, int n_, int k_, unsigned seed)
@@ -293,9 +336,9 @@ struct Product {
     lda = (direct(ta) ? m : k) + 1;
     ldb = (direct(tb) ? k : n) + 2;
     ldc = m + 3;
-    a = tavtest::random_buffer<T>(std::size_t(lda) * std::max(1, direct(ta) ? k : m), seed % 4, seed);
-    b = tavtest::random_buffer<T>(std::size_t(ldb) * std::max(1, direct(tb) ? n : k), (seed + 1) % 4, seed + 1);
-    c = tavtest::random_buffer<T>(std::size_t(ldc) * n, (seed + 2) % 4, seed + 2);
+    a = random_elements<T>(std::size_t(lda) * std::max(1, direct(ta) ? k : m), seed % 4, seed);
+    b = random_elements<T>(std::size_t(ldb) * std::max(1, direct(tb) ? n : k), (seed + 1) % 4, seed + 1);
+    c = random_elements<T>(std::size_t(ldc) * n, (seed + 2) % 4, seed + 2);
   }
 
   Buffer<T> front(seq_fn<T> f) const {
@@ -329,7 +372,7 @@ void expect_slabwise(seq_fn<T> front, seq_fn<T> seq, const char *name) {
   const char flags[][2] = {{'N', 'N'}, {'T', 'n'}, {'n', 'C'}, {'x', 't'}};
   // Square: columns; one more row than columns: rows; a wide and a tall one
   // whose slabs straddle the drivers' 256- and 128-wide blocks.
-  const std::array<int, 3> shapes[] = {{150, 150, 70}, {151, 150, 70}, {40, 600, 33}, {530, 20, 90}};
+  const std::array<int, 3> shapes[] = {{150, 150, 40}, {151, 150, 40}, {40, 600, 33}, {530, 20, 24}};
   for (int threads : {1, 2, 3, 4, 8}) {
     PlannedThreads planned(threads);
     unsigned seed = 10;
@@ -340,13 +383,20 @@ void expect_slabwise(seq_fn<T> front, seq_fn<T> seq, const char *name) {
             << name << " threads " << threads << " " << f[0] << f[1] << " m=" << p.m << " n=" << p.n;
       }
   }
-  // The comparison has teeth: two slabs give other bits than one whole product.
-  Product<T> p('N', 'N', 301, 300, 70, 3);
+  // The comparison has teeth: two slabs, the first of odd length, give other
+  // bits than one whole product.
+  Product<T> p('N', 'N', 303, 300, 70, 3);
   EXPECT_FALSE(p.slabwise(seq, 2).same_bits(p.slabwise(seq, 1))) << name;
 }
 
 TEST(GemmOmpFront, SgemmEqualsTheDriverOnEachSlab) { expect_slabwise<float>(tav_sgemm, tav::sgemm_seq, "sgemm"); }
 TEST(GemmOmpFront, DgemmEqualsTheDriverOnEachSlab) { expect_slabwise<double>(tav_dgemm, tav::dgemm_seq, "dgemm"); }
+TEST(GemmOmpFront, CgemmEqualsTheDriverOnEachSlab) {
+  expect_slabwise<tav_complex8>(tav_cgemm, tav::cgemm_seq, "cgemm");
+}
+TEST(GemmOmpFront, ZgemmEqualsTheDriverOnEachSlab) {
+  expect_slabwise<tav_complex16>(tav_zgemm, tav::zgemm_seq, "zgemm");
+}
 
 // Chunk 0 and the bypass give the whole serial product; k = 0 scales each slab
 // by beta (and clears it for beta 0, NaN in C included).
@@ -357,13 +407,13 @@ void expect_edges(seq_fn<T> front, seq_fn<T> seq, const char *name) {
   EXPECT_TRUE(tiny.front(front).same_bits(tiny.slabwise(seq, 1))) << name;
   Product<T> small('T', 'N', 16, 16, 16, 6);
   EXPECT_TRUE(small.front(front).same_bits(small.slabwise(seq, 1))) << name;
-  for (T beta : {T(-0.7), T(0)}) {
+  for (double beta : {-0.7, 0.0}) {
     Product<T> empty_depth('N', 'N', 40, 90, 0, 7);
-    empty_depth.beta = beta;
-    empty_depth.c[5] = std::numeric_limits<T>::quiet_NaN();
+    empty_depth.beta = element<T>(beta, 0);
+    empty_depth.c[5] = element<T>(std::numeric_limits<double>::quiet_NaN(), 0);
     Buffer<T> got = empty_depth.front(front);
     EXPECT_TRUE(got.same_bits(empty_depth.slabwise(seq, 8))) << name << " beta " << beta;
-    EXPECT_EQ(got[5] == got[5], beta == T(0)) << name;
+    EXPECT_EQ(real_part_is_nan(got[5]), beta != 0) << name;
   }
   Product<T> untouched('N', 'N', 40, 40, 40, 8);
   const int zero = 0;
@@ -375,6 +425,8 @@ void expect_edges(seq_fn<T> front, seq_fn<T> seq, const char *name) {
 
 TEST(GemmOmpFront, SgemmEdges) { expect_edges<float>(tav_sgemm, tav::sgemm_seq, "sgemm"); }
 TEST(GemmOmpFront, DgemmEdges) { expect_edges<double>(tav_dgemm, tav::dgemm_seq, "dgemm"); }
+TEST(GemmOmpFront, CgemmEdges) { expect_edges<tav_complex8>(tav_cgemm, tav::cgemm_seq, "cgemm"); }
+TEST(GemmOmpFront, ZgemmEdges) { expect_edges<tav_complex16>(tav_zgemm, tav::zgemm_seq, "zgemm"); }
 
 // From inside the caller's parallel region each call runs serially on its own
 // thread and gives the one-slab result.
@@ -394,6 +446,8 @@ void expect_serial_inside_region(seq_fn<T> front, seq_fn<T> seq) {
 TEST(GemmOmpFront, InsideACallersRegionGivesTheSerialResult) {
   expect_serial_inside_region<float>(tav_sgemm, tav::sgemm_seq);
   expect_serial_inside_region<double>(tav_dgemm, tav::dgemm_seq);
+  expect_serial_inside_region<tav_complex8>(tav_cgemm, tav::cgemm_seq);
+  expect_serial_inside_region<tav_complex16>(tav_zgemm, tav::zgemm_seq);
 }
 
 // Several of the caller's threads at once, each forking its own team over its
@@ -422,6 +476,8 @@ void expect_concurrent_calls_agree(seq_fn<T> front, seq_fn<T> seq) {
 TEST(GemmOmpFront, ConcurrentCallersOnDisjointOutputs) {
   expect_concurrent_calls_agree<float>(tav_sgemm, tav::sgemm_seq);
   expect_concurrent_calls_agree<double>(tav_dgemm, tav::dgemm_seq);
+  expect_concurrent_calls_agree<tav_complex8>(tav_cgemm, tav::cgemm_seq);
+  expect_concurrent_calls_agree<tav_complex16>(tav_zgemm, tav::zgemm_seq);
 }
 
 // ---- worker stacks --------------------------------------------------------------
