@@ -117,9 +117,11 @@ void gemv(const char *trans, const int *m, const int *n, const T *alpha, const T
   }
   const int rest = rows - m64;
   if (rest != 0) {
-    const bool down_y = s == shape::plain;
-    family::tail(trans, &rest, n, alpha, a + m64, lda, down_y ? x1 : x1 + m64 * ix, incx,
-                 down_y ? y1 + m64 * iy : y1, incy);
+    // The tail reads the letter again by itself; x and y advance by the
+    // front's reading of it.
+    const bool plain = s == shape::plain;
+    family::tail(trans, &rest, n, alpha, a + m64, lda, plain ? x1 : x1 + m64 * ix, incx,
+                 plain ? y1 + m64 * iy : y1, incy);
   }
 }
 
