@@ -17,7 +17,9 @@ namespace {
 // size later, so before each fork the library raises glibc's default for new
 // threads to worker_stack_bytes when it is lower; workers the runtime creates
 // from then on get at least that. It never lowers a larger default, and an
-// explicit OMP_STACKSIZE stays the caller's choice.
+// explicit OMP_STACKSIZE stays the caller's choice. Workers the runtime started
+// before the first threaded call (for a region of the caller's own) keep the
+// stack they were given.
 void reserve_worker_stack() {
   pthread_attr_t defaults;
   if (pthread_getattr_default_np(&defaults) != 0) return;
