@@ -45,6 +45,9 @@ __attribute__((always_inline)) inline void stripe_column(const double *a, const 
     r1 += (xreal)a[4 * p + 2] * b;
     i1 += (xreal)a[4 * p + 3] * b;
   }
+  // The second sweep reads the stripe again from memory: kept from the first
+  // sweep, its values would be spilled as 80-bit temporaries, which is slower.
+  asm("" : "+r"(a));
 #pragma GCC unroll 32
   for (int p = 0; p < Depth; ++p) {
     if (p == Depth - 4) prefetch_t0(cs, 0);
