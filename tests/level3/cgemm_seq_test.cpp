@@ -159,31 +159,32 @@ TEST(CgemmSeq, SmallPathDecision) {
   }
 }
 
-// A worked case of the panel's order. Row 0 of A, with B real 1 except
-// B(4) = (0, 2^24): the lanes of the real sum hold 2^24, 1, -2^24, 1 after
-// the real-B terms (steps 0 to 3, and step 8 adds 1 to lane 0 before the
-// imaginary-B term of step 4 takes 2^24 away from it).
-//   real-B first, then imaginary-B:  lane 0 = (2^24 + 1) - 2^24 = 0
-//   reduced as (l0 + l2) + (l1 + l3): (0 - 2^24) + (1 + 1) = -2^24 + 2
+// A worked case of the panel's order, B real 1 except B(4) = (0, 2^24).
+// Row 0 puts 2^24, 1, -2^24, 1 in lanes 0 to 3 of its real sum:
+//   (l0 + l2) + (l1 + l3) = 0 + 2 = 2, where (l0 + l1) + (l2 + l3) and the
+//   plain order both give 1 (2^24 + 1 rounds to 2^24).
+// Row 1 has 2^24 at step 0, (0, 1) at step 4 and 1 at step 8, all in lane 0:
+//   real-B terms first: (2^24 + 1) - 2^24 = 0; in depth order it would be 1.
 TEST(CgemmSeq, PanelLaneSumsAndReductionOrder) {
   const int m = 8, n = 4, k = 64, lda = 8, ldb = 64, ldc = 8;
   Buffer<cf> a(lda * k, 1), b(ldb * n, 2), c(ldc * n, 3);
   const float big = 16777216.0f;  // 2^24: adding 1 to it rounds back
   for (int j = 0; j < n; ++j)
-    for (int p = 0; p < k; ++p) b[p + j * ldb] = cf{1.0f, 0.0f};
-  for (int j = 0; j < n; ++j) b[4 + j * ldb] = cf{0.0f, big};
+    for (int p = 0; p < k; ++p) b[p + j * ldb] = cf{p == 4 ? 0.0f : 1.0f, p == 4 ? big : 0.0f};
   a[0 + 0 * lda] = cf{big, 0};
   a[0 + 1 * lda] = cf{1, 0};
   a[0 + 2 * lda] = cf{-big, 0};
   a[0 + 3 * lda] = cf{1, 0};
-  a[0 + 4 * lda] = cf{0, 1};
-  a[0 + 8 * lda] = cf{1, 0};
+  a[1 + 0 * lda] = cf{big, 0};
+  a[1 + 4 * lda] = cf{0, 1};
+  a[1 + 8 * lda] = cf{1, 0};
   const cf alpha{1, 0}, beta{0, 0};
   tav::cgemm_seq("N", "N", &m, &n, &k, &alpha, a.data(), &lda, b.data(), &ldb, &beta, c.data(), &ldc);
   for (int j = 0; j < n; ++j) {
-    EXPECT_EQ(c[j * ldc].re, -big + 2.0f) << j;
-    EXPECT_EQ(c[j * ldc].im, 0.0f) << j;  // 0 from a.re * b.im, nothing else
+    EXPECT_EQ(c[j * ldc].re, 2.0f) << j;
     EXPECT_EQ(c[1 + j * ldc].re, 0.0f) << j;
+    EXPECT_EQ(c[j * ldc].im, 0.0f) << j;
+    EXPECT_EQ(c[1 + j * ldc].im, 0.0f) << j;
   }
 }
 
