@@ -236,6 +236,22 @@ TEST(SgemmSeq, PaddedTailRowsAndEdgeRows) {
   }
 }
 
+// The padded panel's steps past the tail are not refilled: they hold the last
+// main-pass panel (rows 32-63 here), which meets the zero rows of B. An
+// infinity in A at row 40, step 62 thus reaches row 8 as inf * 0, though all
+// of row 8's own data is finite.
+TEST(SgemmSeq, PaddedStepsKeepTheLastMainPanel) {
+  Problem pr('N', 'N', 64, 2, 124, 0, 0, 9);
+  pr.a[40 + 62 * pr.lda] = std::numeric_limits<float>::infinity();
+  Buffer<float> got;
+  pr.run(tav::sgemm_seq, got);
+  for (int j = 0; j < pr.n; ++j) {
+    EXPECT_TRUE(std::isnan(got[8 + j * pr.ldc])) << j;
+    EXPECT_TRUE(std::isfinite(got[9 + j * pr.ldc])) << j;
+    EXPECT_FALSE(std::isfinite(got[40 + j * pr.ldc])) << j;
+  }
+}
+
 TEST(SgemmSeq, BetaRules) {
   const float qnan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
   const float snan = float_from_bits(0x7fa00001u);

@@ -125,9 +125,10 @@ void sgemm_seq(const char *transa, const char *transb, const int *m_, const int 
   };
 
   if (k_tail >= pad_depth) {
-    // Padded to a full depth block. With no main pass before, the panel's
-    // depth steps past the tail have never been written: clear them, so that
-    // only finite values meet the zero rows of B.
+    // Padded to a full depth block. The panel's depth steps past the tail
+    // keep what the last panel of the main pass left there and meet the zero
+    // rows of the B block (an infinity left there makes a NaN). With no main
+    // pass they have never been written: clear them, so nothing undefined is read.
     if (k_main == 0)
       for (float &v : a_panel) v = 0.0f;
     // Clear the ends of eight groups of 256 floats, walking the panel as rows
