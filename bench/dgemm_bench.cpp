@@ -83,8 +83,10 @@ TAV_BENCH(dgemm) {
     // Other load on the machine only lowers a peak: keep the better of two.
     const double peak = std::max(bench::x87_peak_gflops(), bench::x87_peak_gflops());
     char text[240];
-    std::snprintf(text, sizeof text, "dgemm_seq NN n=1024: %.2f GFLOP/s = %.0f%% of the x87 multiply+add peak %.2f GFLOP/s (sums in %s)",
-                  rate, 100.0 * rate / peak, peak, sizeof(tav::xreal) > sizeof(double) ? "long double" : "double");
+    std::snprintf(text, sizeof text,
+                  "dgemm_seq NN n=1024: %.2f GFLOP/s = %.0f%% of the x87 multiply+add peak %.2f GFLOP/s (sums in %s)",
+                  rate, 100.0 * rate / peak, peak,
+                  sizeof(tav::xreal) > sizeof(double) ? "long double, x87" : "double, scalar SSE2 on x86-64");
     b.note(text);
     for (size_t i = 0; i < nn1024_peers.size() && i < b.peers().size(); ++i)
       if (nn1024_peers[i] > 0) {
