@@ -10,25 +10,18 @@
 
 namespace {
 
-struct sgemm_traits {
-  using element = float;
-  static constexpr auto seq = tav::sgemm_seq;
+// The two things that differ between the precisions: the stored element (and
+// so the step of a pointer) and the serial driver.
+template <class T, auto Seq>
+struct gemm_traits {
+  using element = T;
+  static constexpr auto seq = Seq;
 };
 
-struct dgemm_traits {
-  using element = double;
-  static constexpr auto seq = tav::dgemm_seq;
-};
-
-struct cgemm_traits {
-  using element = tav_complex8;
-  static constexpr auto seq = tav::cgemm_seq;
-};
-
-struct zgemm_traits {
-  using element = tav_complex16;
-  static constexpr auto seq = tav::zgemm_seq;
-};
+using sgemm_traits = gemm_traits<float, tav::sgemm_seq>;
+using dgemm_traits = gemm_traits<double, tav::dgemm_seq>;
+using cgemm_traits = gemm_traits<tav_complex8, tav::cgemm_seq>;
+using zgemm_traits = gemm_traits<tav_complex16, tav::zgemm_seq>;
 
 }  // namespace
 
