@@ -136,13 +136,13 @@ void dgemm_seq(const char *transa, const char *transb, const int *m, const int *
         };
         int ii = 0;
         for (; ii < rows_main; ii += dgemm_panel_rows) panel(ii, dgemm_panel_rows, dgemm_panel_16x64);
-        if (mb - ii >= 8) {
-          panel(ii, 8, dgemm_panel_8x64);
-          ii += 8;
+        if (mb - ii >= dgemm_short_rows) {
+          panel(ii, dgemm_short_rows, dgemm_panel_8x64);
+          ii += dgemm_short_rows;
         }
-        if (mb - ii >= 4) {
-          panel(ii, 4, dgemm_panel_4x64);
-          ii += 4;
+        if (mb - ii >= dgemm_stripe) {
+          panel(ii, dgemm_stripe, dgemm_panel_4x64);
+          ii += dgemm_stripe;
         }
         if (mb - ii > 0)
           op.edge64(mb - ii, nb, dgemm_depth_block, *alpha, op.a_at(i0 + ii, kk), op.lda, op.b_at(kk, j0), op.ldb,
@@ -179,11 +179,11 @@ void dgemm_seq(const char *transa, const char *transb, const int *m, const int *
     int d, panel_rows;
     panel_fn kernel;
     if (k_tail >= dgemm_tail_depth_1) {
-      d = dgemm_tail_depth_1, panel_rows = 16, kernel = dgemm_panel_16x48;
+      d = dgemm_tail_depth_1, panel_rows = dgemm_panel_rows, kernel = dgemm_panel_16x48;
     } else if (k_tail >= dgemm_tail_depth_2) {
-      d = dgemm_tail_depth_2, panel_rows = 32, kernel = dgemm_panel_32x32;
+      d = dgemm_tail_depth_2, panel_rows = dgemm_wide_rows, kernel = dgemm_panel_32x32;
     } else {
-      d = dgemm_tail_depth_3, panel_rows = 32, kernel = dgemm_panel_32x16;
+      d = dgemm_tail_depth_3, panel_rows = dgemm_wide_rows, kernel = dgemm_panel_32x16;
     }
     const int rows_main = rows / panel_rows * panel_rows;
     for (int j0 = 0; j0 < cols; j0 += dgemm_tail_cols) {
