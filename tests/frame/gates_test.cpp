@@ -2,11 +2,25 @@
 // with one and with several threads, without a report on the way.
 #include <gtest/gtest.h>
 #include <omp.h>
+#include <pthread.h>
+
+#include <algorithm>
+#include <cstddef>
 
 #include "frame/gates.h"
 #include "support/capture_stderr.h"
 
 namespace {
+
+std::size_t default_thread_stack() {
+  pthread_attr_t attr;
+  std::size_t size = 0;
+  if (pthread_getattr_default_np(&attr) == 0) {
+    pthread_attr_getstacksize(&attr, &size);
+    pthread_attr_destroy(&attr);
+  }
+  return size;
+}
 
 TEST(ThreadGates, PlanTheTeamSizeOrSerial) {
   const int saved = omp_get_max_threads();
@@ -40,3 +54,15 @@ TEST(ThreadGates, PlanTheTeamSizeOrSerial) {
 }
 
 }  // namespace
+
+// Gate B raises the stack of new threads to 2 MiB when it is lower and never
+// lowers a larger one (the usual 8 MiB default stays).
+TEST(ThreadGates, GateBLeavesNewThreadsAtLeastTwoMebibytes) {
+  const int saved = omp_get_max_threads();
+  omp_set_num_threads(2);
+  const std::size_t before = default_thread_stack();
+  ASSERT_EQ(tav::gate_b(), 2);
+  const std::size_t after = default_thread_stack();
+  EXPECT_EQ(after, std::max(before, std::size_t(tav::worker_stack_bytes)));
+  omp_set_num_threads(saved);
+}
