@@ -74,7 +74,7 @@ struct problem {
   Buffer<float> wsave;
   problem(int n_, std::uint32_t seed, std::size_t data_offset = 0, std::size_t wsave_offset = 0)
       : n(n_), data(tavtest::random_buffer<float>(2 * static_cast<std::size_t>(n_), data_offset, seed, 2)),
-        wsave(3 * static_cast<std::size_t>(n_) + 80, wsave_offset) {
+        wsave(3 * static_cast<std::size_t>(n_) + 64, wsave_offset) {  // 12n + 256 bytes
     call(0);
   }
   void call(int isign) { tav_cfft1d(reinterpret_cast<tav_complex8 *>(data.data()), &n, &isign, wsave.data()); }
