@@ -109,4 +109,31 @@ struct ComplexCase {
   }
 };
 
+// The nine flag cases, odd letters among them.
+constexpr char complex_flag_pairs[9][2] = {{'N', 'N'}, {'n', 'T'}, {'N', 'C'}, {'t', 'n'}, {'T', 't'},
+                                           {'T', 'c'}, {'C', 'N'}, {'x', 'T'}, {'?', 'R'}};
+
+// The routine's result bit for bit against a model, and near the reference.
+template <class C, class Model>
+void expect_model_and_reference(const ComplexCase<C> &pr, typename ComplexCase<C>::seq_fn routine, Model model,
+                                const char *reference) {
+  const Buffer<C> got = pr.run(routine);
+  EXPECT_TRUE(pr.same_bits(got, model(pr)));
+  if (RefBlas::get().loaded()) {
+    EXPECT_TRUE(pr.near_reference(reference, got));
+  }
+}
+
+// m or n zero or negative: no element of C is touched.
+template <class C>
+void expect_empty_shapes_untouched(typename ComplexCase<C>::seq_fn routine) {
+  const int shapes[][2] = {{0, 5}, {5, 0}, {-1, 5}, {0, 0}};
+  for (const auto &s : shapes) {
+    ComplexCase<C> pr('N', 'N', 5, 5, 8, 3);
+    pr.m = s[0];
+    pr.n = s[1];
+    EXPECT_TRUE(pr.run(routine).same_bits(pr.c)) << s[0] << " x " << s[1];  // the whole buffer
+  }
+}
+
 }  // namespace tavtest

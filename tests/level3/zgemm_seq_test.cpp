@@ -100,16 +100,7 @@ Buffer<cd> model(const Case &pr) {
   return out;
 }
 
-void check(const Case &pr) {
-  const Buffer<cd> got = pr.run(tav::zgemm_seq);
-  EXPECT_TRUE(pr.same_bits(got, model(pr)));
-  if (tavtest::RefBlas::get().loaded()) {
-    EXPECT_TRUE(pr.near_reference("zgemm_", got));
-  }
-}
-
-const char flag_pairs[][2] = {{'N', 'N'}, {'n', 'T'}, {'N', 'C'}, {'t', 'n'}, {'T', 't'},
-                              {'T', 'c'}, {'C', 'N'}, {'x', 'T'}, {'?', 'R'}};
+void check(const Case &pr) { tavtest::expect_model_and_reference(pr, tav::zgemm_seq, model, "zgemm_"); }
 
 // Nine flag cases (odd letters among them) across the panel rows, edge rows
 // and depth tails, operands at offsets 0 to 3 elements from a 64-byte boundary.
@@ -117,7 +108,7 @@ TEST(ZgemmSeq, FlagCasesAndBoundariesMatchModelAndReference) {
   const int ms[] = {1, 3, 4, 7, 8, 15, 16, 31, 33};
   const int ks[] = {0, 1, 15, 16, 23, 24, 31, 32, 40, 47, 55, 56, 65};
   unsigned seed = 700;
-  for (const auto &f : flag_pairs)
+  for (const auto &f : tavtest::complex_flag_pairs)
     for (int m : ms)
       for (int k : ks) {
         ++seed;
@@ -200,14 +191,6 @@ TEST(ZgemmSeq, ZeroAlphaNaNAndBetaRules) {
   EXPECT_TRUE(keep.same_bits(keep.run(tav::zgemm_seq), keep.c));
 }
 
-TEST(ZgemmSeq, EmptyShapesTouchNothing) {
-  for (const auto &s : {std::pair<int, int>{0, 5}, {5, 0}, {-2, 5}}) {
-    Case pr('N', 'N', 5, 5, 8, 3);
-    pr.m = s.first;
-    pr.n = s.second;
-    const Buffer<cd> before = pr.c;
-    EXPECT_TRUE(pr.same_bits(pr.run(tav::zgemm_seq), before));
-  }
-}
+TEST(ZgemmSeq, EmptyShapesTouchNothing) { tavtest::expect_empty_shapes_untouched<cd>(tav::zgemm_seq); }
 
 }  // namespace

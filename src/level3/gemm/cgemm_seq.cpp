@@ -46,19 +46,18 @@ inline float *c_block_at(float *block, int nb, int i, int j) {
   return block + (idx(i / c_stride) * nb + j) * 2 * c_stride + (i % c_stride) * 2;
 }
 
-struct operands {
-  char transa, transb;
-  cplx::op_kind ka, kb;
-  const cf *a;
-  idx lda;
-  const cf *b;
-  idx ldb;
-  cf alpha;
+// The operands with the pack routines that suit the two flags.
+struct operands : cplx::operand_pair<cf> {
   pack_a_fn pack_a;
   pack_b_fn pack_b;
 
-  const cf *a_at(int i, int p) const { return cplx::op_addr(ka, a, lda, i, p); }
-  const cf *b_at(int p, int j) const { return cplx::op_addr(kb, b, ldb, p, j); }
+  operands(char ta, char tb, const cf *a_, int lda_, const cf *b_, int ldb_, cf alpha_)
+      : operand_pair(ta, tb, a_, lda_, b_, ldb_, alpha_) {
+    static const pack_a_fn pack_as[] = {cgemm_pack_a_n, cgemm_pack_a_t, cgemm_pack_a_c};
+    static const pack_b_fn pack_bs[] = {cgemm_pack_b_n, cgemm_pack_b_t, cgemm_pack_b_c};
+    pack_a = pack_as[static_cast<int>(ka)];
+    pack_b = pack_bs[static_cast<int>(kb)];
+  }
 
   // rows i.. by columns j.. of op(A) op(B) over depth [p0, p0 + depth), added
   // by cgemm_small into c_block at `group` (a row within one group of eight).
@@ -69,24 +68,6 @@ struct operands {
                 reinterpret_cast<cf *>(group), &ldc);
   }
 };
-
-operands choose(char transa, char transb, const cf *a, int lda, const cf *b, int ldb, cf alpha) {
-  static const pack_a_fn pack_a[] = {cgemm_pack_a_n, cgemm_pack_a_t, cgemm_pack_a_c};
-  static const pack_b_fn pack_b[] = {cgemm_pack_b_n, cgemm_pack_b_t, cgemm_pack_b_c};
-  operands op{};
-  op.transa = transa;
-  op.transb = transb;
-  op.ka = cplx::kind_of(transa);
-  op.kb = cplx::kind_of(transb);
-  op.a = a;
-  op.lda = lda;
-  op.b = b;
-  op.ldb = ldb;
-  op.alpha = alpha;
-  op.pack_a = pack_a[static_cast<int>(op.ka)];
-  op.pack_b = pack_b[static_cast<int>(op.kb)];
-  return op;
-}
 
 // c_block from C: rows8 rows in the block routines, the rest rows here, with
 // the multiplication by beta in extended precision.
@@ -189,7 +170,7 @@ void cgemm_seq(const char *transa, const char *transb, const int *m, const int *
   float *b_block = reinterpret_cast<float *>(base + b_block_offset);
   float *c_blk = reinterpret_cast<float *>(base + c_block_offset);
 
-  const operands op = choose(*transa, *transb, a, *lda, b, *ldb, *alpha);
+  const operands op(*transa, *transb, a, *lda, b, *ldb, *alpha);
   const idx c_ld = *ldc;
   for (int j0 = 0; j0 < cols; j0 += col_block) {
     const int nb = std::min(col_block, cols - j0);

@@ -48,6 +48,25 @@ inline const T *op_addr(op_kind kind, const T *x, idx ld, idx r, idx c) {
   return kind == op_kind::direct ? x + r + c * ld : x + c + r * ld;
 }
 
+// The two operands of a product as the caller passed them, and where
+// op(A)(i, p) and op(B)(p, j) lie.
+template <class T>
+struct operand_pair {
+  char transa, transb;
+  op_kind ka, kb;
+  const T *a;
+  idx lda;
+  const T *b;
+  idx ldb;
+  T alpha;
+
+  operand_pair(char ta, char tb, const T *a_, idx lda_, const T *b_, idx ldb_, T alpha_)
+      : transa(ta), transb(tb), ka(kind_of(ta)), kb(kind_of(tb)), a(a_), lda(lda_), b(b_), ldb(ldb_),
+        alpha(alpha_) {}
+  const T *a_at(int i, int p) const { return op_addr(ka, a, lda, i, p); }
+  const T *b_at(int p, int j) const { return op_addr(kb, b, ldb, p, j); }
+};
+
 // A part equal to the value, or NaN: neither below nor above it.
 template <class R>
 inline bool same_or_nan(R value, R constant) {

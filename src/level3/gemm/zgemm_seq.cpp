@@ -57,19 +57,25 @@ struct b_source {
   idx ld;
 };
 
-struct operands {
-  cplx::op_kind ka, kb;
-  const cd *a;
-  idx lda;
-  const cd *b;
-  idx ldb;
-  cd alpha;
+// The operands with the routines that suit the two flags.
+struct operands : cplx::operand_pair<cd> {
   pack_a_fn pack_a;
   pack_b_fn pack_b;  // null for a direct B, which is read in place
   zgemm_edge_kernel *edge;
 
-  const cd *a_at(int i, int p) const { return cplx::op_addr(ka, a, lda, i, p); }
-  const cd *b_at(int p, int j) const { return cplx::op_addr(kb, b, ldb, p, j); }
+  operands(char ta, char tb, const cd *a_, idx lda_, const cd *b_, idx ldb_, cd alpha_)
+      : operand_pair(ta, tb, a_, lda_, b_, ldb_, alpha_) {
+    // Rows by op(A) (direct, transposed, conjugated), columns by op(B).
+    static zgemm_edge_kernel *const edges[3][3] = {{zgemm_edge_nn, zgemm_edge_nt, zgemm_edge_nc},
+                                                   {zgemm_edge_tn, zgemm_edge_tt, zgemm_edge_tc},
+                                                   {zgemm_edge_cn, zgemm_edge_ct, zgemm_edge_cc}};
+    static const pack_a_fn pack_as[] = {zgemm_pack_a_n, zgemm_pack_a_t, zgemm_pack_a_c};
+    static const pack_b_fn pack_bs[] = {nullptr, zgemm_pack_b_t, zgemm_pack_b_c};
+    pack_a = pack_as[static_cast<int>(ka)];
+    pack_b = pack_bs[static_cast<int>(kb)];
+    edge = edges[static_cast<int>(ka)][static_cast<int>(kb)];
+  }
+
   b_source b_for_panels(int p, int j, int nb, int depth, cd *block) const {
     if (!pack_b) return {b_at(p, j), ldb};
     pack_b(nb, depth, b_at(p, j), ldb, block, b_stride);
@@ -79,27 +85,6 @@ struct operands {
     edge(rows, cols, depth, alpha, a_at(i, p), lda, b_at(p, j), ldb, c + i + j * ldc, ldc);
   }
 };
-
-operands choose(char transa, char transb, const cd *a, idx lda, const cd *b, idx ldb, cd alpha) {
-  // Rows by op(A) (direct, transposed, conjugated), columns by op(B).
-  static zgemm_edge_kernel *const edges[3][3] = {{zgemm_edge_nn, zgemm_edge_nt, zgemm_edge_nc},
-                                                 {zgemm_edge_tn, zgemm_edge_tt, zgemm_edge_tc},
-                                                 {zgemm_edge_cn, zgemm_edge_ct, zgemm_edge_cc}};
-  static const pack_a_fn pack_a[] = {zgemm_pack_a_n, zgemm_pack_a_t, zgemm_pack_a_c};
-  static const pack_b_fn pack_b[] = {nullptr, zgemm_pack_b_t, zgemm_pack_b_c};
-  operands op{};
-  op.ka = cplx::kind_of(transa);
-  op.kb = cplx::kind_of(transb);
-  op.a = a;
-  op.lda = lda;
-  op.b = b;
-  op.ldb = ldb;
-  op.alpha = alpha;
-  op.pack_a = pack_a[static_cast<int>(op.ka)];
-  op.pack_b = pack_b[static_cast<int>(op.kb)];
-  op.edge = edges[static_cast<int>(op.ka)][static_cast<int>(op.kb)];
-  return op;
-}
 
 // The edge kernel over rows [0, rows) in groups of 32, at depth [p0, p0 + depth).
 void tail_edges(const operands &op, int rows, int j0, int nb, int p0, int depth, cd *c, idx ldc) {
@@ -113,7 +98,7 @@ void zgemm_seq(const char *transa, const char *transb, const int *m, const int *
                const int *ldb, const tav_complex16 *beta, tav_complex16 *c, const int *ldc) {
   const int rows = *m, cols = *n, depth = *k;
   if (rows <= 0 || cols <= 0) return;
-  const operands op = choose(*transa, *transb, a, *lda, b, *ldb, *alpha);
+  const operands op(*transa, *transb, a, *lda, b, *ldb, *alpha);
   const idx c_ld = *ldc;
 
   alignas(16) double a_panel[a_panel_size];
