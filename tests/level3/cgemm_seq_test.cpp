@@ -227,6 +227,66 @@ TEST(CgemmSeq, BetaZeroOneAndNaN) {
   }
 }
 
+// The scratch formats, element by element: an A panel holds alpha op(A)
+// (rounded to single, the conjugated form negating op(A)'s imaginary part
+// first) with row pairs outermost and depth along the lanes; a B block holds
+// real and imaginary parts of four depth steps as two vectors; c_block holds
+// groups of eight interleaved rows column after column, and the copy out is
+// the exact inverse of the copy in.
+TEST(CgemmSeq, ScratchFormats) {
+  const int rows = 6, depth = 12, ld = 16;
+  const cf alpha{0.75f, -1.0f / 3.0f};
+  const Buffer<cf> src = Case::filled(ld * ld, 1, 21);
+  using pack_a_fn = void (*)(const cf *, std::ptrdiff_t, int, int, float *, cf);
+  const pack_a_fn packs[] = {tav::cgemm_pack_a_n, tav::cgemm_pack_a_t, tav::cgemm_pack_a_c};
+  const char flags[] = {'N', 'T', 'C'};
+  for (int f = 0; f < 3; ++f) {
+    alignas(16) float panel[rows * depth * 2];
+    packs[f](src.data(), ld, rows, depth, panel, alpha);
+    for (int i = 0; i < rows; ++i)
+      for (int p = 0; p < depth; ++p) {
+        const cf want = mul(alpha, Case::op(src, ld, flags[f], i, p));
+        const int at = (i / 2) * 4 * depth + (p / 4) * 16 + (i % 2) * 8 + p % 4;
+        EXPECT_SAME_BITS(panel[at], want.re) << flags[f] << i << "," << p;
+        EXPECT_SAME_BITS(panel[at + 4], want.im) << flags[f] << i << "," << p;
+      }
+  }
+  using pack_b_fn = void (*)(int, int, const cf *, std::ptrdiff_t, float *, int);
+  const pack_b_fn packs_b[] = {tav::cgemm_pack_b_n, tav::cgemm_pack_b_t, tav::cgemm_pack_b_c};
+  const int cols = 3, stride = 64;
+  for (int f = 0; f < 3; ++f) {
+    alignas(16) static float block[cols * stride * 2];
+    packs_b[f](cols, depth, src.data(), ld, block, stride);
+    for (int j = 0; j < cols; ++j)
+      for (int p = 0; p < depth; ++p) {
+        const cf want = Case::op(src, ld, flags[f], p, j);
+        const int at = j * 128 + (p / 4) * 8 + p % 4;
+        EXPECT_SAME_BITS(block[at], want.re) << flags[f] << p << "," << j;
+        EXPECT_SAME_BITS(block[at + 4], want.im) << flags[f] << p << "," << j;
+      }
+  }
+  // c_block: 16 rows by 3 columns of C, scaled by beta on the way in.
+  const int m = 16, n = 3;
+  const cf beta{-0.7f, 0.3f};
+  alignas(16) float cblk[m * n * 2];
+  tav::cgemm_scale_c(m, n, src.data(), ld, cblk, 8, beta);
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i < m; ++i) {
+      const cf want = mul(beta, src[i + j * ld]);
+      const int at = ((i / 8) * n + j) * 16 + (i % 8) * 2;
+      EXPECT_SAME_BITS(cblk[at], want.re) << i << "," << j;
+      EXPECT_SAME_BITS(cblk[at + 1], want.im) << i << "," << j;
+    }
+  tav::cgemm_load_c(m, n, src.data(), ld, cblk, 8);
+  Buffer<cf> back(ld * n, 2);
+  tav::cgemm_flush_c(m, n, back.data(), ld, cblk, 8);
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i < m; ++i) {
+      EXPECT_SAME_BITS(back[i + j * ld].re, src[i + j * ld].re);
+      EXPECT_SAME_BITS(back[i + j * ld].im, src[i + j * ld].im);
+    }
+}
+
 // m or n not positive: nothing is touched.
 TEST(CgemmSeq, EmptyShapesTouchNothing) { tavtest::expect_empty_shapes_untouched<cf>(tav::cgemm_seq); }
 

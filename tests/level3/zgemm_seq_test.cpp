@@ -191,6 +191,40 @@ TEST(ZgemmSeq, ZeroAlphaNaNAndBetaRules) {
   EXPECT_TRUE(keep.same_bits(keep.run(tav::zgemm_seq), keep.c));
 }
 
+// The panel formats hold the bits of op(A) and op(B), the conjugated forms
+// with the sign of the imaginary part flipped: A in 2-row stripes, each depth
+// step four doubles; B as contiguous interleaved columns of the block stride.
+TEST(ZgemmSeq, PanelFormats) {
+  const int rows = 6, depth = 5, ld = 8;
+  Buffer<cd> src = Case::filled(ld * ld, 1, 23);
+  src[1] = cd{-0.0, 0.0};  // signs of zero survive the copies
+  using pack_a_fn = void (*)(const cd *, std::ptrdiff_t, int, int, double *);
+  const pack_a_fn packs[] = {tav::zgemm_pack_a_n, tav::zgemm_pack_a_t, tav::zgemm_pack_a_c};
+  const char flags[] = {'N', 'T', 'C'};
+  for (int f = 0; f < 3; ++f) {
+    double panel[rows * depth * 2];
+    packs[f](src.data(), ld, rows, depth, panel);
+    for (int i = 0; i < rows; ++i)
+      for (int p = 0; p < depth; ++p) {
+        const cd want = Case::op(src, ld, flags[f], i, p);
+        const int at = (i / 2) * 4 * depth + p * 4 + (i % 2) * 2;
+        EXPECT_SAME_BITS(panel[at], want.re) << flags[f] << i << "," << p;
+        EXPECT_SAME_BITS(panel[at + 1], want.im) << flags[f] << i << "," << p;
+      }
+  }
+  const int cols = 3, stride = 32;
+  cd block[cols * stride];
+  for (int f = 1; f < 3; ++f) {
+    (f == 1 ? tav::zgemm_pack_b_t : tav::zgemm_pack_b_c)(cols, depth, src.data(), ld, block, stride);
+    for (int j = 0; j < cols; ++j)
+      for (int p = 0; p < depth; ++p) {
+        const cd want = Case::op(src, ld, flags[f], p, j);
+        EXPECT_SAME_BITS(block[j * stride + p].re, want.re) << flags[f] << p << "," << j;
+        EXPECT_SAME_BITS(block[j * stride + p].im, want.im) << flags[f] << p << "," << j;
+      }
+  }
+}
+
 TEST(ZgemmSeq, EmptyShapesTouchNothing) { tavtest::expect_empty_shapes_untouched<cd>(tav::zgemm_seq); }
 
 }  // namespace

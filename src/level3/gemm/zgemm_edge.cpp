@@ -54,17 +54,41 @@ using C = cplx::op_c<cd>;
 
 }  // namespace
 
-#define TAV_ZGEMM_EDGE_ARGS \
-  int rows, int cols, int depth, cd alpha, const cd *a, idx lda, const cd *b, idx ldb, cd *c, idx ldc
-void zgemm_edge_nn(TAV_ZGEMM_EDGE_ARGS) { edge_kernel<N, N>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc); }
-void zgemm_edge_nt(TAV_ZGEMM_EDGE_ARGS) { edge_kernel<N, T>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc); }
-void zgemm_edge_nc(TAV_ZGEMM_EDGE_ARGS) { edge_kernel<N, C>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc); }
-void zgemm_edge_tn(TAV_ZGEMM_EDGE_ARGS) { edge_kernel<T, N>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc); }
-void zgemm_edge_tt(TAV_ZGEMM_EDGE_ARGS) { edge_kernel<T, T>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc); }
-void zgemm_edge_tc(TAV_ZGEMM_EDGE_ARGS) { edge_kernel<T, C>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc); }
-void zgemm_edge_cn(TAV_ZGEMM_EDGE_ARGS) { edge_kernel<C, N>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc); }
-void zgemm_edge_ct(TAV_ZGEMM_EDGE_ARGS) { edge_kernel<C, T>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc); }
-void zgemm_edge_cc(TAV_ZGEMM_EDGE_ARGS) { edge_kernel<C, C>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc); }
-#undef TAV_ZGEMM_EDGE_ARGS
+void zgemm_edge_nn(int rows, int cols, int depth, cd alpha, const cd *a, idx lda, const cd *b, idx ldb, cd *c,
+                   idx ldc) {
+  edge_kernel<N, N>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc);
+}
+void zgemm_edge_nt(int rows, int cols, int depth, cd alpha, const cd *a, idx lda, const cd *b, idx ldb, cd *c,
+                   idx ldc) {
+  edge_kernel<N, T>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc);
+}
+void zgemm_edge_nc(int rows, int cols, int depth, cd alpha, const cd *a, idx lda, const cd *b, idx ldb, cd *c,
+                   idx ldc) {
+  edge_kernel<N, C>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc);
+}
+void zgemm_edge_tn(int rows, int cols, int depth, cd alpha, const cd *a, idx lda, const cd *b, idx ldb, cd *c,
+                   idx ldc) {
+  edge_kernel<T, N>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc);
+}
+void zgemm_edge_tt(int rows, int cols, int depth, cd alpha, const cd *a, idx lda, const cd *b, idx ldb, cd *c,
+                   idx ldc) {
+  edge_kernel<T, T>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc);
+}
+void zgemm_edge_tc(int rows, int cols, int depth, cd alpha, const cd *a, idx lda, const cd *b, idx ldb, cd *c,
+                   idx ldc) {
+  edge_kernel<T, C>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc);
+}
+void zgemm_edge_cn(int rows, int cols, int depth, cd alpha, const cd *a, idx lda, const cd *b, idx ldb, cd *c,
+                   idx ldc) {
+  edge_kernel<C, N>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc);
+}
+void zgemm_edge_ct(int rows, int cols, int depth, cd alpha, const cd *a, idx lda, const cd *b, idx ldb, cd *c,
+                   idx ldc) {
+  edge_kernel<C, T>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc);
+}
+void zgemm_edge_cc(int rows, int cols, int depth, cd alpha, const cd *a, idx lda, const cd *b, idx ldb, cd *c,
+                   idx ldc) {
+  edge_kernel<C, C>(rows, cols, depth, alpha, a, lda, b, ldb, c, ldc);
+}
 
 }  // namespace tav
