@@ -149,10 +149,11 @@ struct lanes {
   vc x[4];
 };
 
-lanes load_quad(const float *a, form f) {
+template <form F>
+inline lanes load_quad(const float *a) {
   __m128 re[4], im[4];
   for (int l = 0; l < 4; ++l) {
-    vc v = f == B ? fftv::load4<B>(a, 4 * l) : fftv::load4<I>(a, 4 * l);
+    vc v = fftv::load4<F>(a, 4 * l);
     re[l] = v.re;
     im[l] = v.im;
   }
@@ -163,7 +164,8 @@ lanes load_quad(const float *a, form f) {
   return q;
 }
 
-void store_quad(float *a, lanes q, form f) {
+template <form F>
+inline void store_quad(float *a, lanes q) {
   __m128 re[4], im[4];
   for (int k = 0; k < 4; ++k) {
     re[k] = q.x[k].re;
@@ -171,12 +173,7 @@ void store_quad(float *a, lanes q, form f) {
   }
   _MM_TRANSPOSE4_PS(re[0], re[1], re[2], re[3]);
   _MM_TRANSPOSE4_PS(im[0], im[1], im[2], im[3]);
-  for (int l = 0; l < 4; ++l) {
-    if (f == B)
-      fftv::store4<B>(a, 4 * l, {re[l], im[l]});
-    else
-      fftv::store4<I>(a, 4 * l, {re[l], im[l]});
-  }
+  for (int l = 0; l < 4; ++l) fftv::store4<F>(a, 4 * l, {re[l], im[l]});
 }
 
 // Twiddles of half-groups b0..b0+3, one per lane.
@@ -187,31 +184,33 @@ void quad_twiddles(const float *groups, int b0, vc &wa, vc &wb, vc &wab) {
   wab = {_mm_setr_ps(g[4], g[10], g[16], g[22]), _mm_setr_ps(g[5], g[11], g[17], g[23])};
 }
 
-void fwd_radix4_points(float *a, int length, int b0, const float *groups, form in, form out) {
+template <form In, form Out>
+void fwd_radix4_points(float *a, int length, int b0, const float *groups) {
   using namespace fftv;
   for (int k = 0; k < length; k += 16, b0 += 4) {
-    lanes q = load_quad(a + 2 * k, in);
+    lanes q = load_quad<In>(a + 2 * k);
     vc wa, wb, wab;
     quad_twiddles(groups, b0, wa, wb, wab);
     q.x[1] = mul(q.x[1], wb);
     q.x[2] = mul(q.x[2], wa);
     q.x[3] = mul(q.x[3], wab);
     fwd_butterfly(q.x[0], q.x[1], q.x[2], q.x[3]);
-    store_quad(a + 2 * k, q, out);
+    store_quad<Out>(a + 2 * k, q);
   }
 }
 
-void bwd_radix4_points(float *a, int length, int b0, const float *groups, form in, form out) {
+template <form In, form Out>
+void bwd_radix4_points(float *a, int length, int b0, const float *groups) {
   using namespace fftv;
   for (int k = 0; k < length; k += 16, b0 += 4) {
-    lanes q = load_quad(a + 2 * k, in);
+    lanes q = load_quad<In>(a + 2 * k);
     vc wa, wb, wab;
     quad_twiddles(groups, b0, wa, wb, wab);
     bwd_butterfly(q.x[0], q.x[1], q.x[2], q.x[3]);
     q.x[1] = mul_conj(q.x[1], wb);
     q.x[2] = mul_conj(q.x[2], wa);
     q.x[3] = mul_conj(q.x[3], wab);
-    store_quad(a + 2 * k, q, out);
+    store_quad<Out>(a + 2 * k, q);
   }
 }
 
@@ -240,7 +239,11 @@ void fwd_levels(float *a, int length, int count, int number, const float *table,
   for (; done < count; span /= 4, blocks *= 4, done += 2, cur = B) {
     const form to = next_form(2);
     if (span == 4) {
-      fwd_radix4_points(a, length, number * blocks, table, cur, to);
+      // Only the 512-point tier (groups, blocked in) reaches four-point blocks.
+      if (to == I)
+        fwd_radix4_points<B, I>(a, length, number * blocks, table);
+      else
+        fwd_radix4_points<B, B>(a, length, number * blocks, table);
       continue;
     }
     over_blocks(a, length, span, number * blocks, [&](float *p, int b) {
@@ -265,7 +268,10 @@ void bwd_levels(float *a, int length, int count, int number, const float *table,
     const form to = last ? out : B;
     const float *s = last ? scale : nullptr;
     if (span == 4) {
-      bwd_radix4_points(a, length, number * blocks, table, cur, to);
+      if (cur == I)
+        bwd_radix4_points<I, B>(a, length, number * blocks, table);
+      else
+        bwd_radix4_points<B, B>(a, length, number * blocks, table);
       continue;
     }
     over_blocks(a, length, span, number * blocks, [&](float *p, int b) {
