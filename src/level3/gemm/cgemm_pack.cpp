@@ -84,10 +84,8 @@ void pack_b(int cols, int depth, const cf *b, idx ldb, float *block, int stride)
   }
 }
 
-// Float index of (row i, column j) of a c_block with `cols` columns.
-inline idx block_index(int i, int j, int cols, int stride) {
-  return (idx(i / stride) * cols + j) * 2 * stride + (i % stride) * 2;
-}
+// The group of eight rows of column j in a c_block of `cols` columns.
+inline idx group_index(int group, int j, int cols, int stride) { return (idx(group) * cols + j) * 2 * stride; }
 
 }  // namespace
 
@@ -101,8 +99,17 @@ void cgemm_pack_a_c(const cf *a, idx lda, int rows, int depth, float *panel, cf 
   pack_a_across<true>(a, lda, rows, depth, panel, alpha);
 }
 
+// A direct B has its depth contiguous: four steps by two 16-byte loads.
 void cgemm_pack_b_n(int cols, int depth, const cf *b, idx ldb, float *block, int stride) {
-  pack_b<cplx::op_n<cf>>(cols, depth, b, ldb, block, stride);
+  for (int j = 0; j < cols; ++j) {
+    float *col = block + idx(j) * 2 * stride;
+    for (int p = 0; p < depth; p += lanes) {
+      __m128 re, im;
+      row_steps(b + p + j * ldb, re, im);
+      _mm_store_ps(col + 2 * p, re);
+      _mm_store_ps(col + 2 * p + lanes, im);
+    }
+  }
 }
 void cgemm_pack_b_t(int cols, int depth, const cf *b, idx ldb, float *block, int stride) {
   pack_b<cplx::op_t<cf>>(cols, depth, b, ldb, block, stride);
@@ -111,35 +118,44 @@ void cgemm_pack_b_c(int cols, int depth, const cf *b, idx ldb, float *block, int
   pack_b<cplx::op_c<cf>>(cols, depth, b, ldb, block, stride);
 }
 
+// The C-block routines walk a group of eight rows of one column at a time:
+// eight contiguous elements of C, one 64-byte run of c_block.
 void cgemm_scale_c(int rows, int cols, const cf *c, idx ldc, float *block, int stride, cf beta) {
-  for (int j = 0; j < cols; ++j)
-    for (int i = 0; i < rows; ++i) {
-      const cf v = cplx::mul(beta, c[i + j * ldc]);
-      float *dst = block + block_index(i, j, cols, stride);
-      dst[0] = v.re;
-      dst[1] = v.im;
+  for (int g = 0; g < rows / stride; ++g)
+    for (int j = 0; j < cols; ++j) {
+      const cf *src = c + g * stride + j * ldc;
+      float *dst = block + group_index(g, j, cols, stride);
+      for (int r = 0; r < stride; ++r) {
+        const cf v = cplx::mul(beta, src[r]);
+        dst[2 * r] = v.re;
+        dst[2 * r + 1] = v.im;
+      }
     }
 }
 
 void cgemm_load_c(int rows, int cols, const cf *c, idx ldc, float *block, int stride) {
-  for (int j = 0; j < cols; ++j)
-    for (int i = 0; i < rows; ++i) {
-      float *dst = block + block_index(i, j, cols, stride);
-      dst[0] = c[i + j * ldc].re;
-      dst[1] = c[i + j * ldc].im;
+  for (int g = 0; g < rows / stride; ++g)
+    for (int j = 0; j < cols; ++j) {
+      const float *src = &c[g * stride + j * ldc].re;
+      float *dst = block + group_index(g, j, cols, stride);
+      for (int f = 0; f < 2 * stride; f += lanes) _mm_store_ps(dst + f, _mm_loadu_ps(src + f));
     }
 }
 
 void cgemm_zero_c(int rows, int cols, float *block, int stride) {
-  for (idx f = 0; f < idx(rows) * cols * 2; ++f) block[f] = 0.0f;
-  (void)stride;
+  for (int g = 0; g < rows / stride; ++g)
+    for (int j = 0; j < cols; ++j) {
+      float *dst = block + group_index(g, j, cols, stride);
+      for (int f = 0; f < 2 * stride; f += lanes) _mm_store_ps(dst + f, _mm_setzero_ps());
+    }
 }
 
 void cgemm_flush_c(int rows, int cols, cf *c, idx ldc, const float *block, int stride) {
-  for (int j = 0; j < cols; ++j)
-    for (int i = 0; i < rows; ++i) {
-      const float *src = block + block_index(i, j, cols, stride);
-      c[i + j * ldc] = cf{src[0], src[1]};
+  for (int g = 0; g < rows / stride; ++g)
+    for (int j = 0; j < cols; ++j) {
+      const float *src = block + group_index(g, j, cols, stride);
+      float *dst = &c[g * stride + j * ldc].re;
+      for (int f = 0; f < 2 * stride; f += lanes) _mm_storeu_ps(dst + f, _mm_load_ps(src + f));
     }
 }
 
