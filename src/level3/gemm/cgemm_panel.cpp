@@ -28,14 +28,16 @@ __attribute__((always_inline)) inline void in_step(__m128 &a, __m128 &b, __m128 
 
 // (l0 + l2) + (l1 + l3) of each of r0, i0, r1, i1, in that order.
 __attribute__((always_inline)) inline __m128 reduce4(__m128 r0, __m128 i0, __m128 r1, __m128 i1) {
-  const __m128 first = _mm_add_ps(_mm_unpacklo_ps(r0, i0), _mm_unpackhi_ps(r0, i0));   // r0 l0+l2, i0 l0+l2, r0 l1+l3, i0 l1+l3
+  // r0 l0+l2, i0 l0+l2, r0 l1+l3, i0 l1+l3, and the same of r1, i1
+  const __m128 first = _mm_add_ps(_mm_unpacklo_ps(r0, i0), _mm_unpackhi_ps(r0, i0));
   const __m128 second = _mm_add_ps(_mm_unpacklo_ps(r1, i1), _mm_unpackhi_ps(r1, i1));
   return _mm_add_ps(_mm_movelh_ps(first, second), _mm_movehl_ps(second, first));
 }
 
 // Two row pairs of the panel (at pa and pa + 4 * Depth floats) against one
-// column of b_block, added into the four rows of c_block at cj. Two pairs at a
-// time so that each B vector serves eight accumulators.
+// column of b_block, added into the four rows of c_block at cj: the form for
+// the last column when the count is odd, two pairs so that each B vector
+// serves eight accumulators.
 template <int Depth>
 __attribute__((always_inline)) inline void two_pairs(const float *pa, const float *bj, float *cj) {
   const float *pb = pa + 4 * Depth;
