@@ -131,6 +131,8 @@ TEST(GemmOmpSlabs, TenColumnsOnFourThreadsAreTwoTwoTwoFour) {
       EXPECT_EQ(call.b, direct(tb) ? std::ptrdiff_t(want[i].start) * r.ldb : want[i].start) << tb;
       EXPECT_EQ(call.c, std::ptrdiff_t(want[i].start) * r.ldc);
       EXPECT_EQ(call.level, 1);
+      // A full team: one piece for each member.
+      EXPECT_EQ(call.thread, i);
       r.expect_passed_through(call);
     }
   }
@@ -155,6 +157,7 @@ TEST(GemmOmpSlabs, ChunkZeroLeavesAllTheWorkToTheLastSlab) {
         ++empty;
       } else {
         EXPECT_EQ(call.m, 3);
+        EXPECT_EQ(call.thread, 7);  // the last member does all the work
       }
     }
     EXPECT_EQ(empty, 7);
