@@ -31,15 +31,19 @@ bool is_nn1024(const Shape &s) { return s.m == 1024 && s.n == 1024 && s.k == 102
 
 TAV_BENCH(dgemm) {
   std::vector<Shape> shapes;
+  // By default the small squares and the n = 1024 NN figure; --full adds the
+  // other large squares and the shapes with tails.
   std::vector<int> squares = {128, 512, 1024};
-  if (b.quick()) squares = {1024};
+  if (!b.full()) squares = {128};
+  if (b.quick()) squares = {};
   const char flags[4][2] = {{'N', 'N'}, {'T', 'N'}, {'N', 'T'}, {'T', 'T'}};
   for (int s : squares)
     for (auto &f : flags) shapes.push_back({s, s, s, f[0], f[1]});
+  if (!b.full()) shapes.push_back({1024, 1024, 1024, 'N', 'N'});
   // Row tails (edge kernels), padded and split depth tails, long thin operands.
   const Shape odd[] = {{1023, 1023, 1023, 'N', 'N'}, {1024, 1024, 60, 'N', 'N'}, {1024, 1024, 40, 'T', 'N'},
                        {3000, 32, 3000, 'N', 'T'},   {32, 3000, 3000, 'T', 'T'}};
-  if (!b.quick())
+  if (b.full())
     for (const Shape &s : odd) shapes.push_back(s);
 
   const double alpha = 0.75, beta = 1.25;

@@ -99,7 +99,8 @@ void compare_front(bench::Bench &b, Problem<T> &p, const char *trans) {
 
 template <class T>
 void fronts(bench::Bench &b) {
-  const int squares[] = {256, 2000, 4000};
+  std::vector<int> squares = {256, 2000};
+  if (b.full()) squares.push_back(4000);
   for (int s : squares) {
     Problem<T> p(s, s);
     compare_front(b, p, "N");
@@ -110,9 +111,10 @@ void fronts(bench::Bench &b) {
   compare_front(b, tall, "T");
 }
 
-// One shape kernel's rate. The machine is shared and a run may lose the core
-// for part of its time: the kernel is timed three times with a peak
-// measurement after each, and the best rate is kept. The figure puts each
+// One shape kernel's rate. The machine may be shared and a run may lose the
+// core for part of its time: with --full the kernel is timed three times with
+// a peak measurement after each, and the best rate is kept (by default once,
+// and the peak is measured with the first kernel only). The figure puts each
 // kernel's best against the best peak seen over all of them.
 struct KernelRun {
   std::string name;
@@ -122,10 +124,10 @@ struct KernelRun {
 void record(bench::Bench &b, std::vector<KernelRun> &out, std::string name, double work,
             const std::function<void()> &call) {
   KernelRun best{std::move(name), 0, 0};
-  const int count = b.quick() ? 1 : 3;
+  const int count = b.full() ? 3 : 1;
   for (int i = 0; i < count; ++i) {
     best.rate = std::max(best.rate, work / b.time(call) * 1e-9);
-    best.peak = std::max(best.peak, bench::x87_peak_gflops());
+    if (b.full() || out.empty()) best.peak = std::max(best.peak, bench::x87_peak_gflops());
   }
   out.push_back(best);
 }

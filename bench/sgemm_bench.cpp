@@ -28,8 +28,10 @@ constexpr double slow_peer_flops = 3e9;
 
 TAV_BENCH(sgemm) {
   std::vector<Shape> shapes;
+  // By default the 256 squares (and the n = 1024 NN figure below); --full adds
+  // the large squares and the tall and skinny shapes.
   std::vector<int> squares = {256, 512, 1024, 2048};
-  if (b.quick()) squares = {256, 1024};
+  if (!b.full()) squares = {256};
   const char flags[4][2] = {{'N', 'N'}, {'T', 'N'}, {'N', 'T'}, {'T', 'T'}};
   for (int s : squares)
     for (auto &f : flags) shapes.push_back({s, s, s, f[0], f[1]});
@@ -37,7 +39,8 @@ TAV_BENCH(sgemm) {
   const Shape thin[] = {{4096, 64, 256, 'N', 'N'},  {64, 4096, 256, 'N', 'N'}, {1024, 1024, 60, 'N', 'N'},
                         {1024, 1024, 40, 'T', 'N'}, {4000, 16, 4000, 'N', 'T'}, {1000, 1000, 1000, 'N', 'N'},
                         {2000, 200, 2000, 'T', 'T'}};
-  for (const Shape &s : thin) shapes.push_back(s);
+  if (b.full())
+    for (const Shape &s : thin) shapes.push_back(s);
 
   const float alpha = 0.75f, beta = 1.25f;
   for (const Shape &s : shapes) {
@@ -87,7 +90,7 @@ TAV_BENCH(sgemm) {
       &fig.m);
   };
   double peak = 0, best_tav = 1e30, best_core2 = 1e30;
-  for (int round = 0; round < (b.quick() ? 2 : 5); ++round) {
+  for (int round = 0; round < (b.full() ? 5 : 2); ++round) {
     peak = std::max(peak, bench::sse_peak_gflops());
     best_tav = std::min(best_tav, b.time([&] { call(tav::sgemm_seq); }, 0.2));
     if (core2) best_core2 = std::min(best_core2, b.time([&] { call(core2); }, 0.2));
