@@ -144,17 +144,9 @@ TEST(FftTables, EightPointsHoldCosPiOver4FromW) {
 }
 
 // 1024 points: header and reversal lists only. 2048: one level table at W;
-// 4096: a second level follows at once.
+// 4096: a second level follows at once. The reversal lists start at 8n.
 TEST(FftTables, LevelTablesFrom2048) {
-  {
-    const int m = 10, n = 1 << m;
-    area t(12 * n + 256, 8);
-    tav::cfft1d_init(&m, t.wsave());
-    const std::size_t w = t.w() - t.wsave();
-    EXPECT_TRUE(t.untouched(8, w + 8 * n));
-    EXPECT_EQ(read<std::int32_t>(t.w() + 8 * n, 1), n / 16);
-  }
-  for (int m : {11, 12}) {
+  for (int m : {10, 11, 12}) {
     const int n = 1 << m;
     area t(12 * n + 256, 8);
     tav::cfft1d_init(&m, t.wsave());
@@ -173,7 +165,9 @@ TEST(FftTables, LevelTablesFrom2048) {
       }
       level_start += 2 * nk;
     }
+    EXPECT_TRUE(t.untouched(8, w)) << "m=" << m;
     EXPECT_TRUE(t.untouched(w + level_start, w + 8 * n)) << "m=" << m;
+    EXPECT_EQ(read<std::int32_t>(t.w() + 8 * n, 1), n / 16);
   }
 }
 
@@ -250,76 +244,48 @@ TEST(FftTables, FullListsAndPairs) {
   }
 }
 
-// The permutation with the table's lists moves element i to rev_n(i), every n.
-TEST(FftTables, PermutationIsTheBitReversal) {
-  for (int m = 1; m <= 16; ++m) {
-    const int n = 1 << m;
-    area t(12 * n + 256);
-    tav::cfft1d_init(&m, t.wsave());
-    std::vector<float> x(2 * n);
-    for (int i = 0; i < n; ++i) x[2 * i] = static_cast<float>(i), x[2 * i + 1] = static_cast<float>(-i);
-    tav::cfft1d_bitrev(x.data(), &n, t.w());
-    for (int i = 0; i < n; ++i) {
-      ASSERT_EQ(x[2 * rev(i, n)], static_cast<float>(i)) << "n=" << n;
-      ASSERT_EQ(x[2 * rev(i, n) + 1], static_cast<float>(-i)) << "n=" << n;
-    }
-  }
-}
-
+// The double family (groups at W, lists at 16n, the short list at 20n), the
+// split families (short list at 12n or 6n), the natural sections of small
+// split double tables and the lists of a small split single table.
 TEST(FftTables, DoubleAndSplitFamilies) {
-  {
-    const int m = 10, n = 1 << m;
-    area t(16 * (3 * n / 2 + 32) + 64);
-    tav::zfft1d_init(&m, t.wsave());
-    EXPECT_EQ(read<double>(t.wsave()), 1024.0);
-    EXPECT_EQ(read<double>(t.w(), 0), 1024.0);
-    EXPECT_EQ(read<double>(t.w(), 1), 0.0);
-    expect_groups<double>(t.w(), n, 20 * n, false);
-    EXPECT_EQ(read<std::int32_t>(t.w() + 16 * n, 1), n / 16);
-    EXPECT_EQ(read<std::int32_t>(t.w() + 16 * n, 2 + 3 * n / 16 - 1), rev(3 * n / 16 - 1, n / 4));
-  }
-  {
-    const int m = 10, n = 1 << m;
-    area t(8 * (3 * n + 32) + 64);
-    tav::zfft1dc_init(&m, t.wsave());
-    EXPECT_EQ(read<double>(t.w(), 0), 1024.0);
-    expect_groups<double>(t.w(), n, 12 * n, false);
-  }
-  {
-    const int m = 11, n = 1 << m;
-    area t(4 * (3 * n + 32) + 64);
-    tav::cfft1dc_init(&m, t.wsave());
-    expect_groups<float>(t.w(), n, 6 * n, false);
-    EXPECT_EQ(read<std::int32_t>(t.w() + 8 * n, 1), n / 16);
-  }
+  const int m5 = 5, m6 = 6, m10 = 10, m11 = 11, n = 1 << m10;
+  area dbl(16 * (3 * n / 2 + 32) + 64), split_d(8 * (3 * n + 32) + 64), split_s(4 * (6 * n + 32) + 64);
+  area small_d(8 * (3 * 64 + 32) + 64), small_s(4 * (3 * 32 + 32) + 64);
+  tav::zfft1d_init(&m10, dbl.wsave());
+  tav::zfft1dc_init(&m10, split_d.wsave());
+  tav::cfft1dc_init(&m11, split_s.wsave());
+  tav::zfft1dc_init(&m6, small_d.wsave());
+  tav::cfft1dc_init(&m5, small_s.wsave());
+  EXPECT_EQ(read<double>(dbl.wsave()), 1024.0);
+  EXPECT_EQ(read<double>(dbl.w(), 0), 1024.0);
+  EXPECT_EQ(read<double>(dbl.w(), 1), 0.0);
+  expect_groups<double>(dbl.w(), n, 20 * n, false);
+  EXPECT_EQ(read<std::int32_t>(dbl.w() + 16 * n, 1), n / 16);
+  EXPECT_EQ(read<std::int32_t>(dbl.w() + 16 * n, 2 + 3 * n / 16 - 1), rev(3 * n / 16 - 1, n / 4));
+  EXPECT_EQ(read<double>(split_d.w(), 0), 1024.0);
+  expect_groups<double>(split_d.w(), n, 12 * n, false);
+  expect_groups<float>(split_s.w(), 2 * n, 12 * n, false);
+  EXPECT_EQ(read<std::int32_t>(split_s.w() + 16 * n, 1), 2 * n / 16);
   {
     // Natural sections: w^k, its stored square, the product of the two stored.
-    const int m = 6, n = 1 << m;
-    area t(8 * (3 * n + 32) + 64);
-    tav::zfft1dc_init(&m, t.wsave());
-    std::vector<xreal> angle = stepped_angles(n, n / 4);
-    const cx<double> *s = reinterpret_cast<const cx<double> *>(t.w());
-    const std::size_t w = t.w() - t.wsave();
-    EXPECT_TRUE(t.untouched(w, w + 16));
-    EXPECT_TRUE(t.untouched(w + 16 * (n / 4), w + 16 * (n / 4) + 16));
-    for (int k = 1; k < n / 4; ++k) {
+    std::vector<xreal> angle = stepped_angles(64, 16);
+    const cx<double> *s = reinterpret_cast<const cx<double> *>(small_d.w());
+    const std::size_t w = small_d.w() - small_d.wsave();
+    EXPECT_TRUE(small_d.untouched(w, w + 16));
+    EXPECT_TRUE(small_d.untouched(w + 16 * 16, w + 16 * 16 + 16));
+    for (int k = 1; k < 16; ++k) {
       cx<double> w1 = twiddle<double>(angle[k]);
       cx<double> w2 = product(w1, w1);
       EXPECT_TRUE(s[k] == w1) << k;
-      EXPECT_TRUE(s[n / 4 + k] == w2) << k;
-      EXPECT_TRUE(s[n / 2 + k] == product(w1, w2)) << k;
+      EXPECT_TRUE(s[16 + k] == w2) << k;
+      EXPECT_TRUE(s[32 + k] == product(w1, w2)) << k;
     }
-    EXPECT_EQ(read<std::int32_t>(t.w() + 16 * n, 1), 2 * 28);
+    EXPECT_EQ(read<std::int32_t>(small_d.w() + 16 * 64, 1), 2 * 28);
   }
-  {
-    const int m = 5, n = 1 << m;
-    area t(4 * (3 * n + 32) + 64);
-    tav::cfft1dc_init(&m, t.wsave());
-    const std::size_t w = t.w() - t.wsave();
-    EXPECT_TRUE(t.untouched(8, w + 2 * n));
-    EXPECT_EQ(read<std::int32_t>(t.w() + 2 * n, 1), 12);
-    EXPECT_EQ(read<std::int32_t>(t.w() + 2 * n, 3), 16);
-  }
+  const std::size_t w = small_s.w() - small_s.wsave();
+  EXPECT_TRUE(small_s.untouched(8, w + 2 * 32));
+  EXPECT_EQ(read<std::int32_t>(small_s.w() + 2 * 32, 1), 12);
+  EXPECT_EQ(read<std::int32_t>(small_s.w() + 2 * 32, 3), 16);
 }
 
 // R for N = 32: pairs (0.5 cos(i pi/N), 0.5 (1 - sin(i pi/N))) from R or R + 1,

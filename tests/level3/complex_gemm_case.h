@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <initializer_list>
+#include <utility>
 
 #include "support/buffers.h"
 #include "support/refblas.h"
@@ -74,24 +76,20 @@ struct ComplexCase {
     return out;
   }
 
-  // |beta c| + sum |alpha a b|, the scale of an element's rounding error.
-  double scale(int i, int j) const {
+  // Within a tolerance of |beta c| + sum |alpha a b| (the scale of an
+  // element's rounding error) of the reference BLAS.
+  ::testing::AssertionResult near_reference(const char *name, const Buffer<C> &got) const {
     using Z = std::complex<double>;
     auto z = [](C v) { return Z(v.re, v.im); };
-    double s = std::abs(z(beta) * z(c[i + std::size_t(j) * ldc]));
-    for (int p = 0; p < k; ++p) s += std::abs(z(alpha) * z(op_a(i, p)) * z(op_b(p, j)));
-    return s;
-  }
-
-  ::testing::AssertionResult near_reference(const char *name, const Buffer<C> &got) const {
     const Buffer<C> want = reference(name);
     for (int j = 0; j < n; ++j)
       for (int i = 0; i < m; ++i) {
         const std::size_t at = i + std::size_t(j) * ldc;
-        const double tol = sum_tolerance<R>(4 * k + 2, scale(i, j));
+        double s = std::abs(z(beta) * z(c[at]));
+        for (int p = 0; p < k; ++p) s += std::abs(z(alpha) * z(op_a(i, p)) * z(op_b(p, j)));
+        const double tol = sum_tolerance<R>(4 * k + 2, s);
         if (!(std::fabs(got[at].re - want[at].re) <= tol) || !(std::fabs(got[at].im - want[at].im) <= tol))
-          return ::testing::AssertionFailure() << "C(" << i << "," << j << ") (" << got[at].re << "," << got[at].im
-                                               << ") vs ref (" << want[at].re << "," << want[at].im << ")";
+          return differ(i, j, got[at], want[at]);
       }
     return ::testing::AssertionSuccess();
   }
@@ -102,10 +100,13 @@ struct ComplexCase {
       for (int i = 0; i < ldc; ++i) {
         const std::size_t at = i + std::size_t(j) * ldc;
         if (bits_of(got[at].re) != bits_of(want[at].re) || bits_of(got[at].im) != bits_of(want[at].im))
-          return ::testing::AssertionFailure() << "C(" << i << "," << j << ") (" << got[at].re << "," << got[at].im
-                                               << ") vs (" << want[at].re << "," << want[at].im << ")";
+          return differ(i, j, got[at], want[at]);
       }
     return ::testing::AssertionSuccess();
+  }
+  static ::testing::AssertionResult differ(int i, int j, C got, C want) {
+    return ::testing::AssertionFailure() << "C(" << i << "," << j << ") (" << got.re << "," << got.im << ") vs ("
+                                         << want.re << "," << want.im << ")";
   }
 };
 
@@ -124,15 +125,41 @@ void expect_model_and_reference(const ComplexCase<C> &pr, typename ComplexCase<C
   }
 }
 
+// Every flag pair by every m and k at n columns, with leading dimensions
+// padded by 0 to 2 and operands 0 to 3 elements past a 64-byte boundary.
+template <class C, class Check>
+void for_flag_grid(std::initializer_list<int> ms, std::initializer_list<int> ks, int n, unsigned seed, Check check) {
+  for (const auto &f : complex_flag_pairs)
+    for (int m : ms)
+      for (int k : ks) {
+        ++seed;
+        SCOPED_TRACE(testing::Message() << f[0] << f[1] << " m=" << m << " k=" << k);
+        check(ComplexCase<C>(f[0], f[1], m, n, k, seed, int(seed % 3), seed % 4));
+      }
+}
+
+struct GemmShape {
+  int m, n, k;
+  char ta, tb;
+};
+// Each shape with padding 1 and operands 0 to 3 elements past a boundary.
+template <class C, class Check>
+void for_shapes(std::initializer_list<GemmShape> shapes, unsigned seed, Check check) {
+  for (const GemmShape &s : shapes) {
+    ++seed;
+    SCOPED_TRACE(testing::Message() << s.ta << s.tb << " m=" << s.m << " n=" << s.n << " k=" << s.k);
+    check(ComplexCase<C>(s.ta, s.tb, s.m, s.n, s.k, seed, 1, seed % 4));
+  }
+}
+
 // m or n zero or negative: no element of C is touched.
 template <class C>
 void expect_empty_shapes_untouched(typename ComplexCase<C>::seq_fn routine) {
-  const int shapes[][2] = {{0, 5}, {5, 0}, {-1, 5}, {0, 0}};
-  for (const auto &s : shapes) {
+  for (const auto &s : {std::pair<int, int>{0, 5}, {5, 0}, {-1, 5}, {0, 0}}) {
     ComplexCase<C> pr('N', 'N', 5, 5, 8, 3);
-    pr.m = s[0];
-    pr.n = s[1];
-    EXPECT_TRUE(pr.run(routine).same_bits(pr.c)) << s[0] << " x " << s[1];  // the whole buffer
+    pr.m = s.first;
+    pr.n = s.second;
+    EXPECT_TRUE(pr.run(routine).same_bits(pr.c)) << s.first << " x " << s.second;  // the whole buffer
   }
 }
 
