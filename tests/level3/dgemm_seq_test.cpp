@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <vector>
 
@@ -34,7 +34,7 @@ struct Product {
   char ta = 'N', tb = 'N';
   int m = 0, n = 0, k = 0;
   int lda = 1, ldb = 1, ldc = 1;
-  double alpha = 1, beta = 0;
+  double alpha = 1.0 + 1.0 / 3.0, beta = -0.7;
   Buffer<double> a, b, c;
 
   Product(char ta_, char tb_, int m_, int n_, int k_, unsigned seed, int pad = 0, std::size_t offset = 0)
@@ -47,26 +47,15 @@ struct Product {
     a = tavtest::random_buffer<double>(std::size_t(lda) * std::max(1, a_cols), offset, seed);
     b = tavtest::random_buffer<double>(std::size_t(ldb) * std::max(1, b_cols), (offset + 1) % 4, seed + 1);
     c = tavtest::random_buffer<double>(std::size_t(ldc) * n, (offset + 2) % 4, seed + 2);
-    alpha = 1.0 + 1.0 / 3.0;
-    beta = -0.7;
   }
   double op_a(int i, int p) const { return direct(ta) ? a[i + std::size_t(p) * lda] : a[p + std::size_t(i) * lda]; }
   double op_b(int p, int j) const { return direct(tb) ? b[p + std::size_t(j) * ldb] : b[j + std::size_t(p) * ldb]; }
-  double &at_c(Buffer<double> &cc, int i, int j) const { return cc[i + std::size_t(j) * ldc]; }
 
   Buffer<double> run() const {
     Buffer<double> out = c;
     tav::dgemm_seq(&ta, &tb, &m, &n, &k, &alpha, a.data(), &lda, b.data(), &ldb, &beta, out.data(), &ldc);
     return out;
   }
-  Buffer<double> reference() const {
-    Buffer<double> out = c;
-    auto ref = tavtest::RefBlas::get().fn<dgemm_ref_fn>("dgemm_");
-    const char ra = direct(ta) ? 'N' : 'T', rb = direct(tb) ? 'N' : 'T';
-    ref(&ra, &rb, &m, &n, &k, &alpha, a.data(), &lda, b.data(), &ldb, &beta, out.data(), &ldc);
-    return out;
-  }
-
   // The blocking told element by element. Main pass: depth blocks of 64;
   // within a 128-row block the last mb % 4 rows go to the edge kernel. Tail:
   // padded to 64 from 58 steps (16-row panels), else a panel depth of 48
@@ -91,7 +80,7 @@ struct Product {
     const int k_main = k / 64 * 64, k_tail = k - k_main;
     for (int j = 0; j < n; ++j)
       for (int i = 0; i < m; ++i) {
-        double v = at_c(out, i, j);
+        double &v = out[i + std::size_t(j) * ldc];
         if (!(beta < 0) && !(beta > 0))
           v = 0.0;
         else if (beta != 1.0)
@@ -111,91 +100,50 @@ struct Product {
         } else if (k_tail > 0) {
           v = edge_block(i, j, k_main, k_tail, false, v);
         }
-        at_c(out, i, j) = v;
       }
     return out;
   }
-  // |beta c| + sum |alpha a b|, the scale of the rounding error of an element.
-  double scale(int i, int j) const {
-    double s = std::fabs(beta * c[i + std::size_t(j) * ldc]);
-    for (int p = 0; p < k; ++p) s += std::fabs(alpha * op_a(i, p) * op_b(p, j));
-    return s;
-  }
 };
 
-// Reports the first element whose bits differ.
-::testing::AssertionResult same_c(const Product &pr, const Buffer<double> &got, const Buffer<double> &want) {
-  for (int j = 0; j < pr.n; ++j)
-    for (int i = 0; i < pr.ldc; ++i) {
-      const std::size_t at = i + std::size_t(j) * pr.ldc;
-      if (bits_of(got[at]) != bits_of(want[at]))
-        return ::testing::AssertionFailure() << "C(" << i << "," << j << ") " << got[at] << " vs " << want[at];
-    }
-  return ::testing::AssertionSuccess();
-}
-
+// Within the sum tolerance of the reference BLAS, scaled by |beta c| + sum |alpha a b|.
 ::testing::AssertionResult near_reference(const Product &pr, const Buffer<double> &got) {
-  const Buffer<double> want = pr.reference();
+  Buffer<double> want = pr.c;
+  const char ra = direct(pr.ta) ? 'N' : 'T', rb = direct(pr.tb) ? 'N' : 'T';
+  tavtest::RefBlas::get().fn<dgemm_ref_fn>("dgemm_")(&ra, &rb, &pr.m, &pr.n, &pr.k, &pr.alpha, pr.a.data(), &pr.lda,
+                                                     pr.b.data(), &pr.ldb, &pr.beta, want.data(), &pr.ldc);
   for (int j = 0; j < pr.n; ++j)
     for (int i = 0; i < pr.m; ++i) {
       const std::size_t at = i + std::size_t(j) * pr.ldc;
-      const double tol = tavtest::sum_tolerance<double>(pr.k + 1, pr.scale(i, j));
-      if (!(std::fabs(got[at] - want[at]) <= tol))
+      double scale = std::fabs(pr.beta * pr.c[at]);
+      for (int p = 0; p < pr.k; ++p) scale += std::fabs(pr.alpha * pr.op_a(i, p) * pr.op_b(p, j));
+      if (!(std::fabs(got[at] - want[at]) <= tavtest::sum_tolerance<double>(pr.k + 1, scale)))
         return ::testing::AssertionFailure() << "C(" << i << "," << j << ") " << got[at] << " vs ref " << want[at];
     }
   return ::testing::AssertionSuccess();
 }
 
-const int boundary_m[] = {3, 4, 12, 15, 16, 127, 128, 129};
-const int boundary_k[] = {0, 1, 15, 16, 31, 32, 40, 47, 48, 57, 58, 63, 64, 65};
-const char flag_pairs[][2] = {{'N', 'N'}, {'T', 'N'}, {'N', 'T'}, {'T', 'T'}};
+// Only 'N' and 'n' are direct; every other letter transposes.
+const char flag_pairs[][2] = {{'N', 'N'}, {'T', 'n'}, {'n', 'C'}, {'x', 't'}};
 
+// Every boundary of m and k on both sides, then column blocks of 128 in the
+// main pass and of 256 in the tail with both row blocks, and the examples of
+// the blocking (m 20 with k 63, m 40 with k 40).
 TEST(DgemmSeq, BoundaryShapesAllFlagsMatchModelAndReference) {
   TAV_REQUIRE_REFBLAS();
+  std::vector<std::array<int, 3>> shapes = {{129, 257, 65}, {20, 130, 63}, {40, 257, 40},
+                                            {33, 1, 57},    {17, 129, 128}, {130, 3, 49}};
+  for (int m : {3, 4, 12, 15, 16, 127, 128, 129})
+    for (int k : {0, 1, 15, 16, 31, 32, 40, 47, 48, 57, 58, 63, 64, 65}) shapes.push_back({m, 5, k});
   unsigned seed = 100;
   for (const auto &f : flag_pairs)
-    for (int m : boundary_m)
-      for (int k : boundary_k) {
-        ++seed;
-        Product pr(f[0], f[1], m, 5, k, seed, int(seed % 3), seed % 4);
-        const Buffer<double> got = pr.run();
-        SCOPED_TRACE(testing::Message() << f[0] << f[1] << " m=" << m << " k=" << k);
-        EXPECT_TRUE(same_c(pr, got, pr.model()));
-        EXPECT_TRUE(near_reference(pr, got));
-      }
-}
-
-// Column blocks of 128 in the main pass and of 256 in the tail, with both row
-// blocks; the examples of the blocking (m 20 with k 63, m 40 with k 40).
-TEST(DgemmSeq, ColumnAndRowBlocksMatchModel) {
-  TAV_REQUIRE_REFBLAS();
-  struct Shape {
-    int m, n, k;
-  };
-  const Shape shapes[] = {{129, 257, 65}, {20, 130, 63}, {40, 257, 40}, {33, 1, 57}, {17, 129, 128}, {130, 3, 49}};
-  unsigned seed = 900;
-  for (const auto &f : flag_pairs)
-    for (const Shape &s : shapes) {
+    for (const auto &[m, n, k] : shapes) {
       ++seed;
-      Product pr(f[0], f[1], s.m, s.n, s.k, seed, 1, seed % 4);
+      Product pr(f[0], f[1], m, n, k, seed, int(seed % 3), seed % 4);
       const Buffer<double> got = pr.run();
-      SCOPED_TRACE(testing::Message() << f[0] << f[1] << " m=" << s.m << " n=" << s.n << " k=" << s.k);
-      EXPECT_TRUE(same_c(pr, got, pr.model()));
+      SCOPED_TRACE(testing::Message() << f[0] << f[1] << " m=" << m << " n=" << n << " k=" << k);
+      EXPECT_TRUE(got.same_bits(pr.model()));
       EXPECT_TRUE(near_reference(pr, got));
     }
-}
-
-// Only 'N' and 'n' are direct; every other letter transposes.
-TEST(DgemmSeq, FlagLettersOtherThanNTranspose) {
-  const char pairs[][2] = {{'n', 't'}, {'c', 'n'}, {'C', 'x'}, {'?', 'T'}};
-  unsigned seed = 300;
-  for (const auto &f : pairs) {
-    Product odd(f[0], f[1], 21, 6, 70, ++seed, 2, 3);
-    Product plain = odd;
-    plain.ta = direct(f[0]) ? 'N' : 'T';
-    plain.tb = direct(f[1]) ? 'N' : 'T';
-    EXPECT_TRUE(same_c(odd, odd.run(), plain.run())) << f[0] << f[1];
-  }
 }
 
 // Rows 0-15 of a 19-row product run in panels, rows 16-18 in the edge kernel.
@@ -208,7 +156,7 @@ TEST(DgemmSeq, PanelRowsAndEdgeRowsRoundAlphaDifferently) {
   pr.beta = 0;
   pr.alpha = 0.1;
   const Buffer<double> got = pr.run();
-  EXPECT_TRUE(same_c(pr, got, pr.model()));
+  EXPECT_TRUE(got.same_bits(pr.model()));
   int differing = 0;
   for (int j = 0; j < pr.n; ++j) {
     for (int i = 1; i < 16; ++i) EXPECT_EQ(bits_of(got[i + j * pr.ldc]), bits_of(got[j * pr.ldc]));
@@ -220,70 +168,58 @@ TEST(DgemmSeq, PanelRowsAndEdgeRowsRoundAlphaDifferently) {
 
 // 1 + 2^-60 - 1: a double sum loses the small term, the extended one keeps it.
 // The expectation uses the same type as the library, so it holds in both builds.
+// Rows 16 and k 64: a panel; rows 3: the main edge kernel; k 12: a tail edge.
 TEST(DgemmSeq, SumsAreHeldInTheExtendedType) {
   const double tiny = std::ldexp(1.0, -60);
   const double want = (double)((xreal)1.0 + (xreal)tiny - (xreal)1.0);
-  if (sizeof(xreal) > sizeof(double)) {
-    EXPECT_EQ(want, tiny);
-  }
-  const int ms[] = {16, 3, 16};   // a panel, the main edge kernel, a tail edge
-  const int ks[] = {64, 64, 12};
-  for (int t = 0; t < 3; ++t) {
-    const int m = ms[t], k = ks[t], n = 2, ld = m;
-    std::vector<double> a(std::size_t(m) * k, 0.0), b(std::size_t(k) * n, 1.0), c(std::size_t(m) * n, 5.0);
-    for (int i = 0; i < m; ++i) {
-      a[i] = 1.0;
-      a[i + std::size_t(1) * m] = tiny;
-      a[i + std::size_t(2) * m] = -1.0;
-    }
-    const double alpha = 1.0, beta = 0.0;
-    tav::dgemm_seq("N", "N", &m, &n, &k, &alpha, a.data(), &ld, b.data(), &k, &beta, c.data(), &ld);
-    for (double v : c) EXPECT_EQ(bits_of(v), bits_of(want)) << "m=" << m << " k=" << k;
+  EXPECT_TRUE(sizeof(xreal) == sizeof(double) || want == tiny);
+  for (auto [m, k] : {std::pair<int, int>{16, 64}, {3, 64}, {16, 12}}) {
+    Product pr('N', 'N', m, 2, k, 600);
+    for (std::size_t x = 0; x < pr.a.size(); ++x) pr.a[x] = x / m == 0 ? 1 : x / m == 1 ? tiny : x / m == 2 ? -1 : 0;
+    for (std::size_t x = 0; x < pr.b.size(); ++x) pr.b[x] = 1.0;
+    pr.alpha = 1, pr.beta = 0;
+    const Buffer<double> got = pr.run();
+    for (std::size_t x = 0; x < got.size(); ++x) EXPECT_EQ(bits_of(got[x]), bits_of(want)) << m << " " << k;
   }
 }
 
+// beta 1 with k 0: C is neither read nor written, a signalling NaN and -0
+// stay. beta 0, -0 and NaN clear to +0 whatever C held; other betas multiply.
 TEST(DgemmSeq, BetaRules) {
-  const double snan = std::numeric_limits<double>::signaling_NaN();
-  const int m = 5, n = 3, zero = 0, ld = 5;
-  double a[1] = {1}, b[1] = {1};
-  auto run = [&](double alpha, double beta, int k, std::vector<double> &c) {
-    tav::dgemm_seq("N", "N", &m, &n, &k, &alpha, a, &ld, b, &k, &beta, c.data(), &ld);
-  };
-  // beta 1 with k 0: C is neither read nor written, signalling NaN and -0 stay.
-  std::vector<double> c(15, -0.0);
-  c[4] = snan;
-  std::vector<double> before = c;
-  run(1.0, 1.0, zero, c);
-  EXPECT_EQ(0, std::memcmp(c.data(), before.data(), sizeof(double) * c.size()));
-  // beta 0 and NaN beta clear to +0 whatever C held; other betas multiply.
+  Product pr('N', 'N', 5, 3, 0, 650);
+  pr.c[4] = std::numeric_limits<double>::signaling_NaN();
+  pr.c[7] = -0.0;
+  pr.beta = 1;
+  EXPECT_TRUE(pr.run().same_bits(pr.c));
+  pr.c[2] = -std::numeric_limits<double>::infinity();
+  pr.c[3] = 1e300;
+  pr.c[4] = std::nan("");
   for (double beta : {0.0, -0.0, std::nan("")}) {
-    std::vector<double> cc(15, std::nan(""));
-    cc[2] = -std::numeric_limits<double>::infinity();
-    run(1.0, beta, zero, cc);
-    for (double v : cc) EXPECT_EQ(bits_of(v), bits_of(0.0));
+    pr.beta = beta;
+    const Buffer<double> got = pr.run();
+    for (std::size_t x = 0; x < got.size(); ++x) EXPECT_EQ(bits_of(got[x]), bits_of(0.0)) << beta;
   }
-  std::vector<double> cs = {1.1, -3.3, 0.7, 1e300, -0.0, 2.5, 1, 2, 3, 4, 5, 6, 7, 8, 9};
-  std::vector<double> want = cs;
-  for (double &v : want) v = (double)((xreal)v * (xreal)-0.3);
-  run(1.0, -0.3, zero, cs);
-  EXPECT_EQ(0, std::memcmp(cs.data(), want.data(), sizeof(double) * cs.size()));
+  pr.c[4] = 2.5;
+  pr.beta = -0.3;
+  const Buffer<double> got = pr.run();
+  for (std::size_t x = 0; x < got.size(); ++x)
+    EXPECT_EQ(bits_of(got[x]), bits_of((double)((xreal)pr.c[x] * (xreal)-0.3))) << x;
 }
 
 // All products -0 and C -0 with beta 1: a sum started from the first product
 // stays -0 (panels, the main edge kernel), a sum started from 0 is +0 (tail
-// edge kernels). alpha 0 is no shortcut: a NaN in A reaches C.
-TEST(DgemmSeq, SignedZerosAndAlphaZero) {
-  auto zeros = [](int m, int k) {
-    const int n = 2;
-    std::vector<double> a(std::size_t(m) * k, 1.0), b(std::size_t(k) * n, -0.0), c(std::size_t(m) * n, -0.0);
-    const double alpha = 1.0, beta = 1.0;
-    tav::dgemm_seq("N", "N", &m, &n, &k, &alpha, a.data(), &m, b.data(), &k, &beta, c.data(), &m);
-    return c;
-  };
-  for (double v : zeros(16, 64)) EXPECT_EQ(bits_of(v), bits_of(-0.0));
-  for (double v : zeros(3, 64)) EXPECT_EQ(bits_of(v), bits_of(-0.0));
-  for (double v : zeros(3, 10)) EXPECT_EQ(bits_of(v), bits_of(0.0));
-
+// edge kernels). alpha 0 is no shortcut: a NaN in A reaches C. m or n not
+// positive touches nothing.
+TEST(DgemmSeq, SignedZerosAlphaZeroAndEmptyShapes) {
+  for (auto [m, k, sign] : {std::array<int, 3>{16, 64, -1}, {3, 64, -1}, {3, 10, 1}}) {
+    Product pr('N', 'N', m, 2, k, 680);
+    for (std::size_t x = 0; x < pr.a.size(); ++x) pr.a[x] = 1.0;
+    for (std::size_t x = 0; x < pr.b.size(); ++x) pr.b[x] = -0.0;
+    for (std::size_t x = 0; x < pr.c.size(); ++x) pr.c[x] = -0.0;
+    pr.alpha = 1, pr.beta = 1;
+    const Buffer<double> got = pr.run();
+    for (std::size_t x = 0; x < got.size(); ++x) EXPECT_EQ(bits_of(got[x]), bits_of(sign * 0.0)) << m << " " << k;
+  }
   for (int m : {16, 3}) {
     Product pr('T', 'N', m, 2, 64, 700);
     pr.a[5] = std::nan("");
@@ -292,19 +228,12 @@ TEST(DgemmSeq, SignedZerosAndAlphaZero) {
     EXPECT_TRUE(std::isnan(got[0])) << m;
     EXPECT_FALSE(std::isnan(got[1])) << m;
   }
-}
-
-TEST(DgemmSeq, EmptyShapesTouchNothing) {
-  Product pr('N', 'N', 4, 4, 8, 800);
-  for (int bad : {0, -1}) {
-    const double alpha = 2, beta = 0;
-    Buffer<double> c = pr.c;
-    tav::dgemm_seq("N", "N", &bad, &pr.n, &pr.k, &alpha, pr.a.data(), &pr.lda, pr.b.data(), &pr.ldb, &beta,
-                   c.data(), &pr.ldc);
-    tav::dgemm_seq("N", "N", &pr.m, &bad, &pr.k, &alpha, pr.a.data(), &pr.lda, pr.b.data(), &pr.ldb, &beta,
-                   c.data(), &pr.ldc);
-    EXPECT_TRUE(c.same_bits(pr.c));
-  }
+  for (int bad : {0, -1})
+    for (bool rows : {true, false}) {
+      Product pr('N', 'N', 4, 4, 8, 800);
+      (rows ? pr.m : pr.n) = bad;
+      EXPECT_TRUE(pr.run().same_bits(pr.c));
+    }
 }
 
 }  // namespace

@@ -18,6 +18,7 @@
 #include <limits>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "frame/gates.h"
@@ -75,7 +76,7 @@ struct recording_traits {
   }
 };
 
-// The calls of one front, sorted by the start of their slab.
+// The calls of one front, sorted by the team member that made them.
 struct Recorded {
   char ta, tb;
   int m, n, k, lda, ldb, ldc;
@@ -95,101 +96,52 @@ struct Recorded {
     tav::gemm_omp<recording_traits>(&ta, &tb, &m, &n, &k, &alpha, a.data(), &lda, b.data(), &ldb, &beta, c.data(),
                                     &ldc);
     std::vector<Call> calls = recorder.calls;
-    std::stable_sort(calls.begin(), calls.end(), [](const Call &x, const Call &y) { return x.c < y.c; });
+    std::sort(calls.begin(), calls.end(), [](const Call &x, const Call &y) { return x.thread < y.thread; });
     return calls;
   }
   // Everything but the cut dimension and the moved pointers is the caller's own.
   void expect_passed_through(const Call &call) const {
-    EXPECT_EQ(call.k, k);
-    EXPECT_EQ(call.alpha, &alpha);
-    EXPECT_EQ(call.beta, &beta);
-    EXPECT_EQ(call.lda, &lda);
-    EXPECT_EQ(call.ldb, &ldb);
-    EXPECT_EQ(call.ldc, &ldc);
-    EXPECT_EQ(call.ta, ta);
-    EXPECT_EQ(call.tb, tb);
+    EXPECT_TRUE(call.k == k && call.alpha == &alpha && call.beta == &beta && call.lda == &lda && call.ldb == &ldb &&
+                call.ldc == &ldc && call.ta == ta && call.tb == tb);
   }
 };
 
-struct Slab {
-  int start, len;
-};
-
-TEST(GemmOmpSlabs, TenColumnsOnFourThreadsAreTwoTwoTwoFour) {
-  PlannedThreads planned(4);
-  for (char tb : {'N', 'n', 'T', 'c', 'x'}) {
-    Recorded r('T', tb, 5, 10, 17);
-    std::vector<Call> calls = r.run();
-    const Slab want[] = {{0, 2}, {2, 2}, {4, 2}, {6, 4}};
-    ASSERT_EQ(calls.size(), 4u) << tb;
-    for (int i = 0; i < 4; ++i) {
-      const Call &call = calls[i];
-      EXPECT_EQ(call.m, 5);
-      EXPECT_EQ(call.n, want[i].len);
-      EXPECT_EQ(call.a, 0);
-      // A direct B moves by columns, a transposed one by rows.
-      EXPECT_EQ(call.b, direct(tb) ? std::ptrdiff_t(want[i].start) * r.ldb : want[i].start) << tb;
-      EXPECT_EQ(call.c, std::ptrdiff_t(want[i].start) * r.ldc);
-      EXPECT_EQ(call.level, 1);
-      // A full team: one piece for each member.
-      EXPECT_EQ(call.thread, i);
-      r.expect_passed_through(call);
-    }
-  }
-}
-
-// More threads than rows: chunk 0, seven empty slabs at row 0, the last one
-// with all three rows.
-TEST(GemmOmpSlabs, ChunkZeroLeavesAllTheWorkToTheLastSlab) {
-  PlannedThreads planned(8);
-  for (char ta : {'N', 'T'}) {
-    Recorded r(ta, 'N', 3, 2, 20);
-    std::vector<Call> calls = r.run();
-    ASSERT_EQ(calls.size(), 8u);
-    int empty = 0;
-    for (const Call &call : calls) {
-      EXPECT_EQ(call.n, 2);
-      EXPECT_EQ(call.a, 0);
-      EXPECT_EQ(call.b, 0);
-      EXPECT_EQ(call.c, 0);
-      r.expect_passed_through(call);
-      if (call.m == 0) {
-        ++empty;
-      } else {
-        EXPECT_EQ(call.m, 3);
-        EXPECT_EQ(call.thread, 7);  // the last member does all the work
-      }
-    }
-    EXPECT_EQ(empty, 7);
-  }
-}
-
-// Square products are cut by columns, one more row than columns by rows; k
-// plays no part, however large.
+// Slab i goes to member i of a full team. Square products are cut by columns,
+// one more row than columns by rows; k plays no part, however large. 10
+// columns on 4 threads give 2, 2, 2, 4; 3 rows on 8 give chunk 0: seven empty
+// slabs at row 0 and the last member doing all the work. One of m, n, k at 17
+// is enough to fork.
 TEST(GemmOmpSlabs, CutAlongTheLargerOfMAndN) {
+  const std::array<int, 3> shapes[] = {{40, 40, 3}, {41, 40, 500}, {17, 90, 1}, {90, 17, 0}, {5, 10, 17},
+                                       {3, 2, 20},  {16, 16, 17},  {17, 1, 1},  {1, 17, 0}};
+  const char flags[][2] = {{'N', 'n'}, {'t', 'C'}, {'n', 'x'}, {'C', 'N'}};
   for (int threads : {2, 3, 4, 8}) {
     PlannedThreads planned(threads);
-    for (auto [m, n, k] : {std::array<int, 3>{40, 40, 3}, {41, 40, 500}, {17, 90, 1}, {90, 17, 0}}) {
-      for (char flag : {'N', 't', 'C'}) {
-        Recorded r(flag, flag, m, n, k);
+    for (auto [m, n, k] : shapes)
+      for (const auto &f : flags) {
+        Recorded r(f[0], f[1], m, n, k);
         std::vector<Call> calls = r.run();
         ASSERT_EQ(static_cast<int>(calls.size()), threads);
         const bool rows = m > n;
         const int total = rows ? m : n, chunk = total / threads;
+        SCOPED_TRACE(testing::Message() << threads << " threads " << f[0] << f[1] << " " << m << "x" << n);
+        EXPECT_TRUE(threads != 4 || total != 10 || calls[3].n == 4);
+        EXPECT_TRUE(threads != 8 || total != 3 || calls[7].m == 3);
         int next = 0;
         for (int i = 0; i < threads; ++i) {
           const Call &call = calls[i];
           const int len = rows ? call.m : call.n;
+          EXPECT_EQ(call.thread, i);
           EXPECT_EQ(len, i < threads - 1 ? chunk : total - chunk * (threads - 1));
           EXPECT_EQ(rows ? call.n : call.m, rows ? n : m);
-          const std::ptrdiff_t step = rows ? 1 : r.ldc;
-          EXPECT_EQ(call.c, next * step) << "slab " << i;
+          EXPECT_EQ(call.c, next * (rows ? 1 : std::ptrdiff_t(r.ldc))) << "slab " << i;
+          // A direct operand moves by columns, a transposed one by rows.
           if (rows) {
-            EXPECT_EQ(call.a, direct(flag) ? next : std::ptrdiff_t(next) * r.lda);
+            EXPECT_EQ(call.a, direct(f[0]) ? next : std::ptrdiff_t(next) * r.lda);
             EXPECT_EQ(call.b, 0);
           } else {
             EXPECT_EQ(call.a, 0);
-            EXPECT_EQ(call.b, direct(flag) ? std::ptrdiff_t(next) * r.ldb : next);
+            EXPECT_EQ(call.b, direct(f[1]) ? std::ptrdiff_t(next) * r.ldb : next);
           }
           EXPECT_EQ(call.level, 1);
           r.expect_passed_through(call);
@@ -197,60 +149,38 @@ TEST(GemmOmpSlabs, CutAlongTheLargerOfMAndN) {
         }
         EXPECT_EQ(next, total);
       }
-    }
   }
 }
 
-// All of m, n, k at most 16: one call with the caller's pointers, outside any
-// region. One of them at 17 is enough to fork.
-TEST(GemmOmpSlabs, SmallProductsNeverFork) {
-  PlannedThreads planned(4);
-  for (auto [m, n, k] : {std::array<int, 3>{16, 16, 16}, {1, 1, 1}, {16, 3, 0}, {16, 16, -5}}) {
-    Recorded r('N', 'T', m, n, k);
+// All of m, n, k at most 16, or one planned thread: one call with the caller's
+// pointers, outside any region. m or n not positive: no call at all. From
+// inside a caller's region: one call on the calling thread, no nested team.
+TEST(GemmOmpSlabs, SmallSingleThreadedOrNestedProductsNeverFork) {
+  struct Case {
+    int threads, m, n, k;
+  } cases[] = {{4, 16, 16, 16}, {4, 1, 1, 1}, {4, 16, 3, 0}, {4, 16, 16, -5}, {1, 100, 100, 100}};
+  for (const Case &cs : cases) {
+    PlannedThreads planned(cs.threads);
+    Recorded r('N', 'T', cs.m, cs.n, cs.k);
     std::vector<Call> calls = r.run();
     ASSERT_EQ(calls.size(), 1u);
     EXPECT_EQ(calls[0].level, 0);
-    EXPECT_EQ(calls[0].m, m);
-    EXPECT_EQ(calls[0].n, n);
+    EXPECT_EQ(calls[0].m, cs.m);
+    EXPECT_EQ(calls[0].n, cs.n);
     EXPECT_EQ(calls[0].c, 0);
+    r.expect_passed_through(calls[0]);
   }
-  for (auto [m, n, k] : {std::array<int, 3>{16, 16, 17}, {17, 1, 1}, {1, 17, 0}}) {
-    Recorded r('N', 'N', m, n, k);
-    std::vector<Call> calls = r.run();
-    ASSERT_EQ(calls.size(), 4u);
-    for (const Call &call : calls) EXPECT_EQ(call.level, 1);
-  }
-}
-
-// m or n not positive: nothing is called, whatever the flags and k.
-TEST(GemmOmpSlabs, EmptyProductsReturnAtOnce) {
   PlannedThreads planned(2);
   for (auto [m, n] : {std::pair<int, int>{0, 50}, {50, 0}, {-1, 50}, {50, -3}}) {
     Recorded r('?', '!', std::max(m, 0), std::max(n, 0), 40);
     r.m = m, r.n = n;
     EXPECT_TRUE(r.run().empty());
   }
-}
-
-// One planned thread, or a call from inside a caller's parallel region: the
-// driver runs once, on the calling thread, with no nested team.
-TEST(GemmOmpSlabs, OneThreadOrInsideARegionRunsSerially) {
-  {
-    PlannedThreads planned(1);
-    Recorded r('N', 'N', 100, 100, 100);
-    std::vector<Call> calls = r.run();
-    ASSERT_EQ(calls.size(), 1u);
-    EXPECT_EQ(calls[0].level, 0);
-    EXPECT_EQ(calls[0].n, 100);
-  }
-  PlannedThreads planned(4);
   Recorded r('N', 'N', 100, 100, 100);
   std::vector<Call> calls;
 #pragma omp parallel num_threads(2)
-  {
 #pragma omp single
-    calls = r.run();
-  }
+  calls = r.run();
   ASSERT_EQ(calls.size(), 1u);
   EXPECT_EQ(calls[0].level, 1);  // the caller's region only
   EXPECT_EQ(calls[0].n, 100);
@@ -282,45 +212,25 @@ TEST(GemmOmpRegion, EveryPieceRunsOnceWhateverTheTeam) {
 
 // ---- the exported fronts against the serial driver on each slab --------------
 
-// The scalar parts of an element: one for the real types, two for complex.
+// The scalar part of an element: the type itself for the real types, float or
+// double for the two complex ones.
 template <class T>
-struct parts_of {
-  using type = T;
-  static constexpr int count = 1;
-};
-template <>
-struct parts_of<tav_complex8> {
-  using type = float;
-  static constexpr int count = 2;
-};
-template <>
-struct parts_of<tav_complex16> {
-  using type = double;
-  static constexpr int count = 2;
-};
+using part_t = std::conditional_t<std::is_floating_point_v<T>, T, std::conditional_t<sizeof(T) == 8, float, double>>;
 
 template <class T>
 Buffer<T> random_elements(std::size_t count, std::size_t offset, unsigned seed) {
   Buffer<T> out(count, offset);
-  tavtest::fill_random(reinterpret_cast<typename parts_of<T>::type *>(out.data()), count * parts_of<T>::count, seed);
+  tavtest::fill_random(reinterpret_cast<part_t<T> *>(out.data()), count * sizeof(T) / sizeof(part_t<T>), seed);
   return out;
 }
 
 // An element with real part `re` and, where there is one, imaginary part `im`.
 template <class T>
 T element(double re, double im) {
-  using part = typename parts_of<T>::type;
-  part parts[2] = {part(re), part(im)};
+  part_t<T> parts[2] = {part_t<T>(re), part_t<T>(im)};
   T out;
   std::memcpy(&out, parts, sizeof out);
   return out;
-}
-
-template <class T>
-bool real_part_is_nan(const T &v) {
-  typename parts_of<T>::type re;
-  std::memcpy(&re, &v, sizeof re);
-  return re != re;
 }
 
 template <class T>
@@ -370,8 +280,21 @@ struct Product {
   }
 };
 
-template <class T>
-void expect_slabwise(seq_fn<T> front, seq_fn<T> seq, const char *name) {
+// Each precision's exported front beside its serial driver.
+template <class T, seq_fn<T> Front, seq_fn<T> Seq>
+struct Fronts {
+  using type = T;
+  static constexpr seq_fn<T> front = Front, seq = Seq;
+};
+template <class P>
+class GemmOmpFront : public ::testing::Test {};
+using AllFronts = ::testing::Types<Fronts<float, tav_sgemm, tav::sgemm_seq>, Fronts<double, tav_dgemm, tav::dgemm_seq>,
+                                   Fronts<tav_complex8, tav_cgemm, tav::cgemm_seq>,
+                                   Fronts<tav_complex16, tav_zgemm, tav::zgemm_seq>>;
+TYPED_TEST_SUITE(GemmOmpFront, AllFronts);
+
+TYPED_TEST(GemmOmpFront, EqualsTheDriverOnEachSlab) {
+  using T = typename TypeParam::type;
   const char flags[][2] = {{'N', 'N'}, {'T', 'n'}, {'n', 'C'}, {'x', 't'}};
   // Square: columns; one more row than columns: rows; a wide and a tall one
   // whose slabs straddle the drivers' 256- and 128-wide blocks.
@@ -382,59 +305,46 @@ void expect_slabwise(seq_fn<T> front, seq_fn<T> seq, const char *name) {
     for (const auto &shape : shapes)
       for (const auto &f : flags) {
         Product<T> p(f[0], f[1], shape[0], shape[1], shape[2], ++seed);
-        EXPECT_TRUE(p.front(front).same_bits(p.slabwise(seq, threads)))
-            << name << " threads " << threads << " " << f[0] << f[1] << " m=" << p.m << " n=" << p.n;
+        EXPECT_TRUE(p.front(TypeParam::front).same_bits(p.slabwise(TypeParam::seq, threads)))
+            << "threads " << threads << " " << f[0] << f[1] << " m=" << p.m << " n=" << p.n;
       }
   }
   // The comparison has teeth: two slabs, the first of odd length, give other
   // bits than one whole product.
   Product<T> p('N', 'N', 303, 300, 70, 3);
-  EXPECT_FALSE(p.slabwise(seq, 2).same_bits(p.slabwise(seq, 1))) << name;
-}
-
-TEST(GemmOmpFront, SgemmEqualsTheDriverOnEachSlab) { expect_slabwise<float>(tav_sgemm, tav::sgemm_seq, "sgemm"); }
-TEST(GemmOmpFront, DgemmEqualsTheDriverOnEachSlab) { expect_slabwise<double>(tav_dgemm, tav::dgemm_seq, "dgemm"); }
-TEST(GemmOmpFront, CgemmEqualsTheDriverOnEachSlab) {
-  expect_slabwise<tav_complex8>(tav_cgemm, tav::cgemm_seq, "cgemm");
-}
-TEST(GemmOmpFront, ZgemmEqualsTheDriverOnEachSlab) {
-  expect_slabwise<tav_complex16>(tav_zgemm, tav::zgemm_seq, "zgemm");
+  EXPECT_FALSE(p.slabwise(TypeParam::seq, 2).same_bits(p.slabwise(TypeParam::seq, 1)));
 }
 
 // Chunk 0 and the bypass give the whole serial product; k = 0 scales each slab
-// by beta (and clears it for beta 0, NaN in C included).
-template <class T>
-void expect_edges(seq_fn<T> front, seq_fn<T> seq, const char *name) {
-  PlannedThreads planned(8);
-  Product<T> tiny('N', 'T', 3, 2, 20, 5);
-  EXPECT_TRUE(tiny.front(front).same_bits(tiny.slabwise(seq, 1))) << name;
-  Product<T> small('T', 'N', 16, 16, 16, 6);
-  EXPECT_TRUE(small.front(front).same_bits(small.slabwise(seq, 1))) << name;
-  for (double beta : {-0.7, 0.0}) {
-    Product<T> empty_depth('N', 'N', 40, 90, 0, 7);
-    empty_depth.beta = element<T>(beta, 0);
-    empty_depth.c[5] = element<T>(std::numeric_limits<double>::quiet_NaN(), 0);
-    Buffer<T> got = empty_depth.front(front);
-    EXPECT_TRUE(got.same_bits(empty_depth.slabwise(seq, 8))) << name << " beta " << beta;
-    EXPECT_EQ(real_part_is_nan(got[5]), beta != 0) << name;
-  }
-  Product<T> untouched('N', 'N', 40, 40, 40, 8);
-  const int zero = 0;
-  Buffer<T> c = untouched.c;
-  front("?", "?", &zero, &untouched.n, &untouched.k, &untouched.alpha, untouched.a.data(), &untouched.lda,
-        untouched.b.data(), &untouched.ldb, &untouched.beta, c.data(), &untouched.ldc);
-  EXPECT_TRUE(c.same_bits(untouched.c)) << name;
-}
-
-TEST(GemmOmpFront, SgemmEdges) { expect_edges<float>(tav_sgemm, tav::sgemm_seq, "sgemm"); }
-TEST(GemmOmpFront, DgemmEdges) { expect_edges<double>(tav_dgemm, tav::dgemm_seq, "dgemm"); }
-TEST(GemmOmpFront, CgemmEdges) { expect_edges<tav_complex8>(tav_cgemm, tav::cgemm_seq, "cgemm"); }
-TEST(GemmOmpFront, ZgemmEdges) { expect_edges<tav_complex16>(tav_zgemm, tav::zgemm_seq, "zgemm"); }
-
+// by beta (and clears it for beta 0, NaN in C included); m = 0 touches nothing.
 // From inside the caller's parallel region each call runs serially on its own
 // thread and gives the one-slab result.
-template <class T>
-void expect_serial_inside_region(seq_fn<T> front, seq_fn<T> seq) {
+TYPED_TEST(GemmOmpFront, EdgesAndCallsFromARegion) {
+  using T = typename TypeParam::type;
+  constexpr seq_fn<T> front = TypeParam::front, seq = TypeParam::seq;
+  {
+    PlannedThreads planned(8);
+    Product<T> tiny('N', 'T', 3, 2, 20, 5);
+    EXPECT_TRUE(tiny.front(front).same_bits(tiny.slabwise(seq, 1)));
+    Product<T> small('T', 'N', 16, 16, 16, 6);
+    EXPECT_TRUE(small.front(front).same_bits(small.slabwise(seq, 1)));
+    for (double beta : {-0.7, 0.0}) {
+      Product<T> empty_depth('N', 'N', 40, 90, 0, 7);
+      empty_depth.beta = element<T>(beta, 0);
+      empty_depth.c[5] = element<T>(std::numeric_limits<double>::quiet_NaN(), 0);
+      Buffer<T> got = empty_depth.front(front);
+      EXPECT_TRUE(got.same_bits(empty_depth.slabwise(seq, 8))) << "beta " << beta;
+      part_t<T> re;
+      std::memcpy(&re, &got[5], sizeof re);
+      EXPECT_EQ(re != re, beta != 0);
+    }
+    Product<T> untouched('N', 'N', 40, 40, 40, 8);
+    const int zero = 0;
+    Buffer<T> c = untouched.c;
+    front("?", "?", &zero, &untouched.n, &untouched.k, &untouched.alpha, untouched.a.data(), &untouched.lda,
+          untouched.b.data(), &untouched.ldb, &untouched.beta, c.data(), &untouched.ldc);
+    EXPECT_TRUE(c.same_bits(untouched.c));
+  }
   PlannedThreads planned(4);
   Product<T> p('N', 'T', 200, 180, 50, 9);
   const Buffer<T> want = p.slabwise(seq, 1);
@@ -446,26 +356,19 @@ void expect_serial_inside_region(seq_fn<T> front, seq_fn<T> seq) {
   EXPECT_EQ(mismatches, 0);
 }
 
-TEST(GemmOmpFront, InsideACallersRegionGivesTheSerialResult) {
-  expect_serial_inside_region<float>(tav_sgemm, tav::sgemm_seq);
-  expect_serial_inside_region<double>(tav_dgemm, tav::dgemm_seq);
-  expect_serial_inside_region<tav_complex8>(tav_cgemm, tav::cgemm_seq);
-  expect_serial_inside_region<tav_complex16>(tav_zgemm, tav::zgemm_seq);
-}
-
 // Several of the caller's threads at once, each forking its own team over its
 // own C: every result as when run alone. (ThreadSanitizer cannot judge this
 // with the system's libgomp: the runtime is not instrumented, so its futex
 // fork and join are invisible and each reuse of the front's stack across two
 // regions is reported as a race.)
-template <class T>
-void expect_concurrent_calls_agree(seq_fn<T> front, seq_fn<T> seq) {
+TYPED_TEST(GemmOmpFront, ConcurrentCallersOnDisjointOutputs) {
+  using T = typename TypeParam::type;
   constexpr int callers = 4, rounds = 6;
   std::vector<Product<T>> products;
   std::vector<Buffer<T>> want;
   for (int t = 0; t < callers; ++t) {
     products.emplace_back(t % 2 ? 'N' : 'T', 'N', 120 + 7 * t, 110, 40, 20 + t);
-    want.push_back(products.back().slabwise(seq, 2));
+    want.push_back(products.back().slabwise(TypeParam::seq, 2));
   }
   std::vector<int> mismatches(callers, 0);
   std::vector<std::thread> threads;
@@ -473,40 +376,22 @@ void expect_concurrent_calls_agree(seq_fn<T> front, seq_fn<T> seq) {
     threads.emplace_back([&, t] {
       omp_set_num_threads(2);
       for (int r = 0; r < rounds; ++r)
-        if (!products[t].front(front).same_bits(want[t])) ++mismatches[t];
+        if (!products[t].front(TypeParam::front).same_bits(want[t])) ++mismatches[t];
     });
   for (std::thread &t : threads) t.join();
   for (int t = 0; t < callers; ++t) EXPECT_EQ(mismatches[t], 0) << "caller " << t;
 }
 
-TEST(GemmOmpFront, ConcurrentCallersOnDisjointOutputs) {
-  expect_concurrent_calls_agree<float>(tav_sgemm, tav::sgemm_seq);
-  expect_concurrent_calls_agree<double>(tav_dgemm, tav::dgemm_seq);
-  expect_concurrent_calls_agree<tav_complex8>(tav_cgemm, tav::cgemm_seq);
-  expect_concurrent_calls_agree<tav_complex16>(tav_zgemm, tav::zgemm_seq);
-}
-
 // ---- worker stacks --------------------------------------------------------------
-
-std::size_t own_stack_size() {
-  pthread_attr_t attr;
-  std::size_t size = 0;
-  if (pthread_getattr_np(pthread_self(), &attr) == 0) {
-    pthread_attr_getstacksize(&attr, &size);
-    pthread_attr_destroy(&attr);
-  }
-  return size;
-}
 
 constexpr char stack_child_flag[] = "TAV_GEMM_OMP_STACK_CHILD";
 
-// Run in a child process started under a stack limit of 512 KiB, which is also
-// what the thread library would give new threads by default: the workers of a
-// threaded product still get the 2 MiB the drivers' frames need.
+// Run in a child process started under a stack limit of 512 KiB (also what
+// the thread library would give new threads by default) and without the
+// runtime's stack settings: the workers of a threaded product still get the
+// 2 MiB the drivers' frames need.
 TEST(GemmOmpStack, WorkersHoldTheDriversFramesUnderALowStackLimit) {
   if (std::getenv(stack_child_flag) == nullptr) {
-    // The child's environment is made before the fork: without the stack
-    // settings of the runtime, with the flag that makes it the child.
     std::vector<std::string> env_text = {std::string(stack_child_flag) + "=1"};
     for (char **e = environ; *e != nullptr; ++e)
       if (std::strncmp(*e, "OMP_STACKSIZE=", 14) != 0 && std::strncmp(*e, "GOMP_STACKSIZE=", 15) != 0)
@@ -534,11 +419,15 @@ TEST(GemmOmpStack, WorkersHoldTheDriversFramesUnderALowStackLimit) {
   Product<double> p('T', 'T', 300, 290, 200, 4);
   EXPECT_TRUE(p.front(tav_dgemm).same_bits(p.slabwise(tav::dgemm_seq, 3)));
   std::vector<std::size_t> stacks(3, 0);
-  tav::parallel_pieces(3, [&](int i) { stacks[i] = omp_get_thread_num() == 0 ? 0 : own_stack_size(); });
-  for (std::size_t size : stacks)
-    if (size != 0) {
-      EXPECT_GE(size, std::size_t(tav::worker_stack_bytes));
+  tav::parallel_pieces(3, [&](int i) {
+    pthread_attr_t attr;
+    if (omp_get_thread_num() != 0 && pthread_getattr_np(pthread_self(), &attr) == 0) {
+      pthread_attr_getstacksize(&attr, &stacks[i]);
+      pthread_attr_destroy(&attr);
     }
+  });
+  for (std::size_t size : stacks)
+    EXPECT_TRUE(size == 0 || size >= std::size_t(tav::worker_stack_bytes)) << size;
 }
 
 }  // namespace
