@@ -129,44 +129,39 @@ TEST(Cfft1d, ForwardAndBackwardMatchReferenceDft) {
 
 // isign -2 leaves the forward result in bit-reversed order and +2 takes that
 // order back; the pair returns the input, and the permutation is the only
-// difference from -1 and +1. Any other sign acts as -1 or +1.
-TEST(Cfft1d, SignsSelectDirectionAndPermutation) {
-  for (int m : {1, 2, 3, 4, 5, 8, 10, 11, 13, 15, 16, 17}) {
+// difference from -1 and +1. Any other sign acts as -1 or +1. The array may be
+// only 8-byte aligned and the table anywhere: the results are the same bits.
+TEST(Cfft1d, SignsAndAlignments) {
+  for (int m : {1, 2, 3, 4, 5, 6, 8, 9, 10, 11, 12, 13, 15, 16, 17}) {
     const int n = 1 << m;
     problem natural(n, 7 * m), reversed(n, 7 * m), odd_sign(n, 7 * m);
+    problem shifted(n, 7 * m, 1, 1), eight(n, 7 * m, 2, 7);  // data 4 and 8 bytes past 64, table 4 and 28
     const std::vector<cld> input = natural.values();
-    natural.call(-1);
-    reversed.call(-2);
-    odd_sign.call(-7);
-    EXPECT_TRUE(odd_sign.data.same_bits(natural.data)) << "n=" << n;
-    for (int i = 0; i < n; ++i) {
-      int j = reverse_bits(i, n);
-      ASSERT_EQ(tavtest::bits_of(reversed.data[2 * j]), tavtest::bits_of(natural.data[2 * i])) << "n=" << n;
-      ASSERT_EQ(tavtest::bits_of(reversed.data[2 * j + 1]), tavtest::bits_of(natural.data[2 * i + 1]));
-    }
-    natural.call(1);
-    reversed.call(2);
-    odd_sign.call(5);
-    EXPECT_TRUE(reversed.data.same_bits(natural.data)) << "n=" << n;
-    EXPECT_TRUE(odd_sign.data.same_bits(natural.data)) << "n=" << n;
-    EXPECT_LT(relative_rms(reversed.values(), input), 2.0 * m * eps) << "n=" << n;
-  }
-}
-
-// The array may be only 8-byte aligned and the table anywhere: the results
-// are the same bits.
-TEST(Cfft1d, AlignmentsGiveTheSameBits) {
-  for (int m : {2, 3, 4, 6, 9, 10, 12, 16}) {
-    const int n = 1 << m;
-    problem aligned(n, 31 + m);
-    problem shifted(n, 31 + m, 1, 1);  // data 4 bytes, table 4 bytes past 64
-    problem eight(n, 31 + m, 2, 7);    // data 8 bytes past 64 bytes, table 28
-    for (int isign : {-1, 1, -2, 2}) {
-      aligned.call(isign);
-      shifted.call(isign);
-      eight.call(isign);
-      EXPECT_TRUE(shifted.data.same_bits(aligned.data)) << "n=" << n << " isign=" << isign;
-      EXPECT_TRUE(eight.data.same_bits(aligned.data)) << "n=" << n << " isign=" << isign;
+    for (int round = 0; round < 2; ++round) {  // the misaligned copies take -1/+1, then -2/+2, and vice versa
+      problem &with_natural = round == 0 ? shifted : eight, &with_reversed = round == 0 ? eight : shifted;
+      natural.call(-1);
+      reversed.call(-2);
+      odd_sign.call(-7);
+      with_natural.call(-1);
+      with_reversed.call(-2);
+      EXPECT_TRUE(odd_sign.data.same_bits(natural.data)) << "n=" << n;
+      EXPECT_TRUE(with_natural.data.same_bits(natural.data)) << "n=" << n << " round " << round;
+      EXPECT_TRUE(with_reversed.data.same_bits(reversed.data)) << "n=" << n << " round " << round;
+      for (int i = 0; i < n; ++i) {
+        int j = reverse_bits(i, n);
+        ASSERT_EQ(tavtest::bits_of(reversed.data[2 * j]), tavtest::bits_of(natural.data[2 * i])) << "n=" << n;
+        ASSERT_EQ(tavtest::bits_of(reversed.data[2 * j + 1]), tavtest::bits_of(natural.data[2 * i + 1]));
+      }
+      natural.call(1);
+      reversed.call(2);
+      odd_sign.call(5);
+      with_natural.call(1);
+      with_reversed.call(2);
+      for (const problem *p : {&reversed, &odd_sign, &shifted, &eight})
+        EXPECT_TRUE(p->data.same_bits(natural.data)) << "n=" << n << " round " << round;
+      if (round == 0) {
+        EXPECT_LT(relative_rms(reversed.values(), input), 2.0 * m * eps) << "n=" << n;
+      }
     }
   }
 }
