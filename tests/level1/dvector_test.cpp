@@ -321,9 +321,12 @@ TEST(DcopyDswap, UnitPathBlocksPeelsAndTailsMoveEveryByte) {
       for (size_t yo : byte_offsets) {
         SCOPED_TRACE(testing::Message() << "n=" << n << " x+" << xo << " y+" << yo);
         Raw x(n, xo), y(n + 2, yo);
-        tavtest::fill_random(x.p, n, 1 + n);
-        tavtest::fill_random(y.p, n + 2, 2 + n);
-        const std::vector<double> x0(x.p, x.p + n), y0(y.p, y.p + n + 2);
+        // The vectors may sit off 8-byte alignment: fill and keep them by bytes.
+        std::vector<double> x0(n), y0(n + 2);
+        tavtest::fill_random(x0.data(), n, 1 + n);
+        tavtest::fill_random(y0.data(), n + 2, 2 + n);
+        std::memcpy(x.p, x0.data(), n * 8);
+        std::memcpy(y.p, y0.data(), (n + 2) * 8);
         tav_dcopy(&n, x.p, &one, y.p, &one);
         EXPECT_EQ(std::memcmp(x.p, y.p, n * 8), 0);
         EXPECT_EQ(std::memcmp(y0.data() + n, y.p + n, 16), 0);  // nothing written past the end
