@@ -77,6 +77,26 @@ F Peer::fn(const char *name) const {
   return handle ? reinterpret_cast<F>(peer_symbol(handle, name)) : nullptr;
 }
 
+// Times `run(fn)` for tav's routine and for each peer's routine of the BLAS
+// name `name` ("sdot" -> "sdot_"), at length n with unit strides, and adds
+// the row; returns tav's rate in units of `work` per second (1e9).
+template <class F, class Run>
+double compare_named(Bench &b, const char *name, F tav, int n, double work, const char *unit, Run run) {
+  Row row;
+  row.routine = name;
+  row.shape = "n=" + std::to_string(n) + " inc=1";
+  row.work = work;
+  row.unit = unit;
+  row.tav = b.time([&] { run(tav); });
+  std::string symbol = std::string(name) + "_";
+  for (const Peer &p : b.peers()) {
+    F peer = p.fn<F>(symbol.c_str());
+    row.peers.push_back(peer ? b.time([&] { run(peer); }) : 0.0);
+  }
+  b.add(row);
+  return work / row.tav * 1e-9;
+}
+
 }  // namespace bench
 
 #define TAV_BENCH(name)                                              \

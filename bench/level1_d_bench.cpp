@@ -35,25 +35,6 @@ using copy_fn = void (*)(const int *, const double *, const int *, double *, con
 using swap_fn = void (*)(const int *, double *, const int *, double *, const int *);
 using index_fn = int (*)(const int *, const double *, const int *);
 
-// Times `run(fn)` for tav's routine and each peer's routine of the same name;
-// returns tav's rate in units of `work` per second.
-template <class F, class Run>
-double compare(bench::Bench &b, const char *name, F tav, int n, double work, const char *unit, Run run) {
-  bench::Row row;
-  row.routine = name;
-  row.shape = "n=" + std::to_string(n) + " inc=1";
-  row.work = work;
-  row.unit = unit;
-  row.tav = b.time([&] { run(tav); });
-  std::string symbol = std::string(name) + "_";
-  for (const bench::Peer &p : b.peers()) {
-    F peer = p.fn<F>(symbol.c_str());
-    row.peers.push_back(peer ? b.time([&] { run(peer); }) : 0.0);
-  }
-  b.add(row);
-  return work / row.tav * 1e-9;
-}
-
 }  // namespace
 
 TAV_BENCH(level1_d) {
@@ -63,36 +44,36 @@ TAV_BENCH(level1_d) {
     Vectors v(n);
     const double alpha = 1.0001, fn = n, bytes = 8.0 * n;
     double rate[4];
-    rate[0] = compare(b, "ddot", tav_ddot, n, 2 * fn, "GF", [&](dot_fn f) {
+    rate[0] = bench::compare_named(b, "ddot", tav_ddot, n, 2 * fn, "GF", [&](dot_fn f) {
       double r = f(&n, v.x.data(), &one, v.y.data(), &one);
       bench::keep(r);
     });
-    rate[1] = compare(b, "dasum", tav_dasum, n, fn, "GF", [&](reduce_fn f) {
+    rate[1] = bench::compare_named(b, "dasum", tav_dasum, n, fn, "GF", [&](reduce_fn f) {
       double r = f(&n, v.x.data(), &one);
       bench::keep(r);
     });
-    rate[2] = compare(b, "dnrm2", tav_dnrm2, n, 2 * fn, "GF", [&](reduce_fn f) {
+    rate[2] = bench::compare_named(b, "dnrm2", tav_dnrm2, n, 2 * fn, "GF", [&](reduce_fn f) {
       double r = f(&n, v.x.data(), &one);
       bench::keep(r);
     });
-    rate[3] = compare(b, "daxpy", tav_daxpy, n, 4 * fn, "GF", [&](axpy_fn f) {  // two calls
+    rate[3] = bench::compare_named(b, "daxpy", tav_daxpy, n, 4 * fn, "GF", [&](axpy_fn f) {  // two calls
       double a = alpha;  // alternate signs keep y bounded
       f(&n, &a, v.x.data(), &one, v.y.data(), &one);
       a = -alpha;
       f(&n, &a, v.x.data(), &one, v.y.data(), &one);
     });
-    compare(b, "dscal", tav_dscal, n, 2 * fn, "GF", [&](scal_fn f) {  // two calls
+    bench::compare_named(b, "dscal", tav_dscal, n, 2 * fn, "GF", [&](scal_fn f) {  // two calls
       double a = alpha, inv = 1.0 / alpha;
       f(&n, &a, v.x.data(), &one);
       f(&n, &inv, v.x.data(), &one);
     });
-    compare(b, "dcopy", tav_dcopy, n, 2 * bytes, "GB", [&](copy_fn f) { f(&n, v.x.data(), &one, v.y.data(), &one); });
-    compare(b, "dswap", tav_dswap, n, 4 * bytes, "GB", [&](swap_fn f) { f(&n, v.x.data(), &one, v.y.data(), &one); });
-    compare(b, "idamax", tav_idamax, n, bytes, "GB", [&](index_fn f) {
+    bench::compare_named(b, "dcopy", tav_dcopy, n, 2 * bytes, "GB", [&](copy_fn f) { f(&n, v.x.data(), &one, v.y.data(), &one); });
+    bench::compare_named(b, "dswap", tav_dswap, n, 4 * bytes, "GB", [&](swap_fn f) { f(&n, v.x.data(), &one, v.y.data(), &one); });
+    bench::compare_named(b, "idamax", tav_idamax, n, bytes, "GB", [&](index_fn f) {
       int r = f(&n, v.x.data(), &one);
       bench::keep(r);
     });
-    compare(b, "idamin", tav_idamin, n, bytes, "GB", [&](index_fn f) {
+    bench::compare_named(b, "idamin", tav_idamin, n, bytes, "GB", [&](index_fn f) {
       int r = f(&n, v.x.data(), &one);
       bench::keep(r);
     });
@@ -110,7 +91,7 @@ TAV_BENCH(level1_d) {
   const int n = copy_length;
   Vectors v(n);
   const double bytes = 8.0 * n;
-  compare(b, "dcopy", tav_dcopy, n, 2 * bytes, "GB", [&](copy_fn f) { f(&n, v.x.data(), &one, v.y.data(), &one); });
+  bench::compare_named(b, "dcopy", tav_dcopy, n, 2 * bytes, "GB", [&](copy_fn f) { f(&n, v.x.data(), &one, v.y.data(), &one); });
   // Alternate the two, best of each, so that both see the same load on a shared machine.
   double t_copy = 1e30, t_memcpy = 1e30;
   for (int turn = 0; turn < 3; ++turn) {

@@ -30,23 +30,6 @@ using copy_fn = void (*)(const int *, const float *, const int *, float *, const
 using swap_fn = void (*)(const int *, float *, const int *, float *, const int *);
 using index_fn = int (*)(const int *, const float *, const int *);
 
-// Times `run(fn)` for tav's routine and each peer's routine of the same name.
-template <class F, class Run>
-void compare(bench::Bench &b, const char *name, F tav, int n, double work, const char *unit, Run run) {
-  bench::Row row;
-  row.routine = name;
-  row.shape = "n=" + std::to_string(n) + " inc=1";
-  row.work = work;
-  row.unit = unit;
-  row.tav = b.time([&] { run(tav); });
-  std::string symbol = std::string(name) + "_";
-  for (const bench::Peer &p : b.peers()) {
-    F peer = p.fn<F>(symbol.c_str());
-    row.peers.push_back(peer ? b.time([&] { run(peer); }) : 0.0);
-  }
-  b.add(row);
-}
-
 }  // namespace
 
 TAV_BENCH(level1_s) {
@@ -55,36 +38,36 @@ TAV_BENCH(level1_s) {
     Vectors v(n);
     const float alpha = 1.0001f;
     const double fn = n, bytes = 4.0 * n;
-    compare(b, "sdot", tav_sdot, n, 2 * fn, "GF", [&](dot_fn f) {
+    bench::compare_named(b, "sdot", tav_sdot, n, 2 * fn, "GF", [&](dot_fn f) {
       float r = f(&n, v.x.data(), &one, v.y.data(), &one);
       bench::keep(r);
     });
-    compare(b, "sasum", tav_sasum, n, fn, "GF", [&](reduce_fn f) {
+    bench::compare_named(b, "sasum", tav_sasum, n, fn, "GF", [&](reduce_fn f) {
       float r = f(&n, v.x.data(), &one);
       bench::keep(r);
     });
-    compare(b, "snrm2", tav_snrm2, n, 2 * fn, "GF", [&](reduce_fn f) {
+    bench::compare_named(b, "snrm2", tav_snrm2, n, 2 * fn, "GF", [&](reduce_fn f) {
       float r = f(&n, v.x.data(), &one);
       bench::keep(r);
     });
-    compare(b, "saxpy", tav_saxpy, n, 2 * fn, "GF", [&](axpy_fn f) {
+    bench::compare_named(b, "saxpy", tav_saxpy, n, 2 * fn, "GF", [&](axpy_fn f) {
       float a = alpha;  // alternate signs keep y bounded
       f(&n, &a, v.x.data(), &one, v.y.data(), &one);
       a = -alpha;
       f(&n, &a, v.x.data(), &one, v.y.data(), &one);
     });
-    compare(b, "sscal", tav_sscal, n, fn, "GF", [&](scal_fn f) {
+    bench::compare_named(b, "sscal", tav_sscal, n, fn, "GF", [&](scal_fn f) {
       float a = alpha, inv = 1.0f / alpha;
       f(&n, &a, v.x.data(), &one);
       f(&n, &inv, v.x.data(), &one);
     });
-    compare(b, "scopy", tav_scopy, n, 2 * bytes, "GB", [&](copy_fn f) { f(&n, v.x.data(), &one, v.y.data(), &one); });
-    compare(b, "sswap", tav_sswap, n, 4 * bytes, "GB", [&](swap_fn f) { f(&n, v.x.data(), &one, v.y.data(), &one); });
-    compare(b, "isamax", tav_isamax, n, bytes, "GB", [&](index_fn f) {
+    bench::compare_named(b, "scopy", tav_scopy, n, 2 * bytes, "GB", [&](copy_fn f) { f(&n, v.x.data(), &one, v.y.data(), &one); });
+    bench::compare_named(b, "sswap", tav_sswap, n, 4 * bytes, "GB", [&](swap_fn f) { f(&n, v.x.data(), &one, v.y.data(), &one); });
+    bench::compare_named(b, "isamax", tav_isamax, n, bytes, "GB", [&](index_fn f) {
       int r = f(&n, v.x.data(), &one);
       bench::keep(r);
     });
-    compare(b, "isamin", tav_isamin, n, bytes, "GB", [&](index_fn f) {
+    bench::compare_named(b, "isamin", tav_isamin, n, bytes, "GB", [&](index_fn f) {
       int r = f(&n, v.x.data(), &one);
       bench::keep(r);
     });

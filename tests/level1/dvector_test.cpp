@@ -18,6 +18,7 @@
 namespace {
 
 using tav::xreal;
+using tavtest::at;
 using tavtest::Buffer;
 using tavtest::random_buffer;
 using tavtest::span;
@@ -32,13 +33,6 @@ const bool extended_sums = sizeof(xreal) > sizeof(double);
 template <class F>
 F ref(const char *name, F) {
   return tavtest::RefBlas::get().fn<F>(name);
-}
-
-// Element k (from 0, published order) of a strided vector.
-template <class T>
-T &at(T *p, int n, int inc, int k) {
-  std::ptrdiff_t start = inc < 0 ? static_cast<std::ptrdiff_t>(1 - n) * inc : 0;
-  return p[start + static_cast<std::ptrdiff_t>(k) * inc];
 }
 
 // Runs body(n, incx, incy, x_offset, y_offset, seed) over lengths, stride
@@ -369,12 +363,7 @@ TEST(Idamax, MatchesReferenceAndPublishedOrderForNegativeStrides) {
       EXPECT_EQ(got_min, 0);
       return;
     }
-    int want_max = 1, want_min = 1;
-    for (int k = 1; k < n; ++k) {
-      double v = std::fabs(at(x.data(), n, inc, k));
-      if (v > std::fabs(at(x.data(), n, inc, want_max - 1))) want_max = k + 1;
-      if (v < std::fabs(at(x.data(), n, inc, want_min - 1))) want_min = k + 1;
-    }
+    auto [want_max, want_min] = tavtest::first_extremes(x.data(), n, inc);
     EXPECT_EQ(got_max, want_max);
     EXPECT_EQ(got_min, want_min);
     if (inc > 0) {

@@ -15,6 +15,7 @@
 
 namespace {
 
+using tavtest::at;
 using tavtest::Buffer;
 using tavtest::bits_of;
 using tavtest::float_from_bits;
@@ -29,13 +30,6 @@ const std::vector<int> lengths = [] {
   for (int n : {100, 1000, 4099}) all.push_back(n);
   return all;
 }();
-
-// Element k (from 0, published order) of a strided vector.
-template <class T>
-T &at(T *p, int n, int inc, int k) {
-  std::ptrdiff_t start = inc < 0 ? static_cast<std::ptrdiff_t>(1 - n) * inc : 0;
-  return p[start + static_cast<std::ptrdiff_t>(k) * inc];
-}
 
 using dot_fn = float (*)(const int *, const float *, const int *, const float *, const int *);
 using axpy_fn = void (*)(const int *, const float *, const float *, const int *, float *, const int *);
@@ -320,12 +314,7 @@ TEST(IsamaxIsamin, MatchReferenceAndOwnOrderOnEveryPath) {
       EXPECT_EQ(got_min, 0);
       return;
     }
-    int best_max = 1, best_min = 1;
-    for (int k = 1; k < n; ++k) {
-      float v = std::fabs(at(x.data(), n, incx, k));
-      if (v > std::fabs(at(x.data(), n, incx, best_max - 1))) best_max = k + 1;
-      if (v < std::fabs(at(x.data(), n, incx, best_min - 1))) best_min = k + 1;
-    }
+    auto [best_max, best_min] = tavtest::first_extremes(x.data(), n, incx);
     EXPECT_EQ(got_max, best_max);
     EXPECT_EQ(got_min, best_min);
     if (incx > 0) {

@@ -12,6 +12,7 @@
 #include <new>
 #include <random>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace tavtest {
@@ -113,6 +114,28 @@ inline double double_from_bits(std::uint64_t u) {
 inline std::size_t span(int n, int inc) {
   if (n <= 0) return 0;
   return static_cast<std::size_t>(1 + static_cast<long long>(n - 1) * std::llabs(inc));
+}
+
+// Element k (from 0, in the published order) of a strided vector: with a
+// negative stride element 0 stands at (1 - n) * inc.
+template <class T>
+T &at(T *p, int n, int inc, int k) {
+  std::ptrdiff_t start = inc < 0 ? static_cast<std::ptrdiff_t>(1 - n) * inc : 0;
+  return p[start + static_cast<std::ptrdiff_t>(k) * inc];
+}
+
+// Positions (from 1) of the first largest and first smallest magnitude, by
+// plain comparisons in the published order: the i?amax / i?amin oracle for
+// data without NaNs.
+template <class T>
+std::pair<int, int> first_extremes(const T *p, int n, int inc) {
+  int largest = 1, smallest = 1;
+  for (int k = 1; k < n; ++k) {
+    T v = std::fabs(at(p, n, inc, k));
+    if (v > std::fabs(at(p, n, inc, largest - 1))) largest = k + 1;
+    if (v < std::fabs(at(p, n, inc, smallest - 1))) smallest = k + 1;
+  }
+  return {largest, smallest};
 }
 
 // Tolerance for a sum of `terms` products of magnitude `scale`, in units of eps.
