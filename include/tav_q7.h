@@ -26,7 +26,7 @@ void _default_xerbla(const char *name, const int *info, int length);
 /* Fills `buffer` of `length` bytes with the kernel name string. */
 void _get_kerver(char *buffer, int length);
 
-/* ---- vector routines, single real ------------------------------------------ */
+/* ---- vector routines, single real ----------------------------------------- */
 
 int tav_isamax(const int *n, const float *x, const int *incx);
 int tav_isamin(const int *n, const float *x, const int *incx);
@@ -60,7 +60,13 @@ void tav_dgthrz(const int *nz, double *y, double *x, const int *indx);
 void tav_droti(const int *nz, double *x, const int *indx, double *y, const double *c, const double *s);
 void tav_dsctr(const int *nz, const double *x, const int *indx, double *y);
 
-/* ---- sparse vector routines, single real, single and double complex -------- */
+/* ---- vector routines, single and double complex --------------------------- */
+
+
+/* ---- plane rotations ------------------------------------------------------ */
+
+
+/* ---- sparse vector routines, single real, single and double complex ------- */
 
 void tav_saxpyi(const int *nz, const float *a, const float *x, const int *indx, float *y);
 float tav_sdoti(const int *nz, const float *x, const int *indx, const float *y);
@@ -88,7 +94,7 @@ void tav_zgthr(const int *nz, const tav_complex16 *y, tav_complex16 *x, const in
 void tav_zgthrz(const int *nz, tav_complex16 *y, tav_complex16 *x, const int *indx);
 void tav_zsctr(const int *nz, const tav_complex16 *x, const int *indx, tav_complex16 *y);
 
-/* ---- matrix-vector routines ------------------------------------------------ */
+/* ---- matrix-vector routines ----------------------------------------------- */
 
 /* y := alpha*op(A)*x + beta*y, A m by n. trans "N": op(A) = A; real: any other
    letter transposes; complex: "T" transposes, any other letter conjugates. */
@@ -105,7 +111,28 @@ void tav_zgemv(const char *trans, const int *m, const int *n, const tav_complex1
                const tav_complex16 *a, const int *lda, const tav_complex16 *x, const int *incx,
                const tav_complex16 *beta, tav_complex16 *y, const int *incy);
 
-/* ---- matrix-matrix routines ------------------------------------------------ */
+/* ---- rank-one updates: ger, geru, gerc ------------------------------------ */
+
+
+/* ---- symmetric and Hermitian products: symv, hemv ------------------------- */
+
+
+/* ---- symmetric and Hermitian rank updates: syr, syr2, her, her2 ----------- */
+
+
+/* ---- packed storage: spmv, hpmv, spr, hpr, spr2, hpr2 --------------------- */
+
+
+/* ---- band storage: gbmv, sbmv, hbmv --------------------------------------- */
+
+
+/* ---- triangular products: trmv, tpmv, tbmv -------------------------------- */
+
+
+/* ---- triangular solves: trsv, tpsv, tbsv ---------------------------------- */
+
+
+/* ---- matrix-matrix routines ----------------------------------------------- */
 
 /* C := alpha op(A) op(B) + beta C, op(A) m x k, op(B) k x n. A flag of 'N' or
    'n' takes the operand as stored, any other letter transposed. When m, n or k
@@ -126,7 +153,25 @@ void tav_zgemm(const char *transa, const char *transb, const int *m, const int *
                const tav_complex16 *alpha, const tav_complex16 *a, const int *lda, const tav_complex16 *b,
                const int *ldb, const tav_complex16 *beta, tav_complex16 *c, const int *ldc);
 
-/* ---- transforms ------------------------------------------------------------ */
+/* ---- symmetric and Hermitian products: symm, hemm ------------------------- */
+
+
+/* ---- rank-k updates: syrk, herk ------------------------------------------- */
+
+
+/* ---- rank-2k updates: syr2k, her2k ---------------------------------------- */
+
+
+/* ---- triangular products: trmm -------------------------------------------- */
+
+
+/* ---- triangular solves: trsm ---------------------------------------------- */
+
+
+/* ---- transposed-product reduction: xssexy, xdsexy ------------------------- */
+
+
+/* ---- transforms ----------------------------------------------------------- */
 
 /* In-place complex transform of n = 2^m single-complex points. isign 0 builds
    the table wsave for n (12n + 256 bytes) and leaves r alone; below 0:
@@ -134,6 +179,21 @@ void tav_zgemm(const char *transa, const char *transb, const int *m, const int *
    bit-reversed order); above 0: backward, e^(+2 pi i jk/n) scaled by 1/n (2
    takes its input in bit-reversed order). */
 void tav_cfft1d(tav_complex8 *r, const int *n, const int *isign, float *wsave);
+
+/* ---- double-complex 1D transform: zfft1d ---------------------------------- */
+
+
+/* ---- split-array complex 1D transforms: cfft1dc, zfft1dc ------------------ */
+
+
+/* ---- real 1D transforms --------------------------------------------------- */
+
+
+/* ---- complex 2D transforms ------------------------------------------------ */
+
+
+/* ---- real 2D transforms --------------------------------------------------- */
+
 
 #ifdef __cplusplus
 }
